@@ -1,0 +1,32 @@
+# podiumcast_add_test(<name> <source>... [OFFSCREEN | DESKTOP [AUDIO]] [LABELS <label>...]
+#                     [LIBS <target>...] [TIMEOUT <seconds>] [SCREEN <WxH>])
+#
+# One QtTest program, one ctest entry. OFFSCREEN (the default) runs it on Qt's offscreen platform;
+# DESKTOP runs it on a virtual X screen of its own, with AUDIO also beside a virtual microphone.
+function(podiumcast_add_test name)
+    cmake_parse_arguments(ARG "OFFSCREEN;DESKTOP;AUDIO" "TIMEOUT;SCREEN" "LABELS;LIBS" ${ARGN})
+    add_executable(${name} ${ARG_UNPARSED_ARGUMENTS})
+    target_link_libraries(${name} PRIVATE podiumcast podiumcast_options Qt6::Test ${ARG_LIBS})
+    target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
+    if(NOT ARG_TIMEOUT)
+        set(ARG_TIMEOUT 120)
+    endif()
+    if(ARG_DESKTOP)
+        set(harness ${PROJECT_SOURCE_DIR}/tests/harness/desktop.sh)
+        if(ARG_SCREEN)
+            list(APPEND harness --screen ${ARG_SCREEN})
+        endif()
+        if(ARG_AUDIO)
+            list(APPEND harness --audio)
+        endif()
+        add_test(NAME ${name} COMMAND ${harness} -- $<TARGET_FILE:${name}>)
+        set(platform xcb)
+    else()
+        add_test(NAME ${name} COMMAND ${name})
+        set(platform offscreen)
+    endif()
+    set_tests_properties(${name} PROPERTIES
+        TIMEOUT ${ARG_TIMEOUT}
+        LABELS "${ARG_LABELS}"
+        ENVIRONMENT "QT_QPA_PLATFORM=${platform};QT_QUICK_BACKEND=software;LC_ALL=C.UTF-8;ASAN_OPTIONS=detect_leaks=1;LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/harness/lsan.supp;TSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/harness/tsan.supp")
+endfunction()

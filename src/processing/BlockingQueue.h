@@ -1,0 +1,97 @@
+#pragma once
+
+#include <QList>
+#include <QMutex>
+#include <QMutexLocker>
+#include <QWaitCondition>
+
+#include <optional>
+#include <utility>
+
+/// The one queue of all worker threads: producers push, one consumer blocks in pop().
+///
+/// close() refuses further items but discards nothing: pop() hands out everything that was pushed
+/// before and only then answers "nothing left". A worker loop is therefore just
+///
+///     while (auto item = m_queue.pop())
+///         work(*item);
+///
+/// All members may be called from any thread. The condition is always tested under the lock, so
+/// neither an item nor a close can slip in between the test and the wait.
+template <typename T>
+class BlockingQueue
+{
+public:
+    enum class Order {
+        OldestFirst, ///< a file that is written in order
+        NewestFirst, ///< a live audience wants the current slide before the backlog
+    };
+
+    explicit BlockingQueue(Order order = Order::OldestFirst)
+        : m_order(order)
+    {
+    }
+
+    /// Appends @p item and wakes the consumer. Returns false, and leaves the item to the caller,
+    /// when the queue is closed: the caller then still owns what the item refers to.
+    [[nodiscard]] bool push(T item)
+    {
+        QMutexLocker lock(&m_mutex);
+        if (m_closed)
+            return false;
+        m_items.append(std::move(item));
+        m_condition.wakeOne();
+        return true;
+    }
+
+    /// Blocks until there is an item, or the queue is closed and empty (then: no value).
+    /// @p remaining, when given, receives the number of items left behind the one returned.
+    [[nodiscard]] std::optional<T> pop(qsizetype* remaining = nullptr)
+    {
+        QMutexLocker lock(&m_mutex);
+        while (m_items.isEmpty()) {
+            if (m_closed)
+                return std::nullopt;
+            m_condition.wait(&m_mutex);
+        }
+        T item = m_order == Order::OldestFirst ? m_items.takeFirst() : m_items.takeLast();
+        if (remaining)
+            *remaining = m_items.size();
+        return item;
+    }
+
+    /// No more items are accepted; what is queued is still handed out. Closing twice is harmless.
+    void close()
+    {
+        QMutexLocker lock(&m_mutex);
+        m_closed = true;
+        m_condition.wakeAll();
+    }
+
+    [[nodiscard]] bool isClosed() const
+    {
+        QMutexLocker lock(&m_mutex);
+        return m_closed;
+    }
+
+    [[nodiscard]] qsizetype size() const
+    {
+        QMutexLocker lock(&m_mutex);
+        return m_items.size();
+    }
+
+    /// Removes and returns what is still queued, oldest first. For destructors of workers whose
+    /// items own something and whose thread never ran.
+    [[nodiscard]] QList<T> takeAll()
+    {
+        QMutexLocker lock(&m_mutex);
+        return std::exchange(m_items, {});
+    }
+
+private:
+    const Order m_order;
+    mutable QMutex m_mutex;
+    QWaitCondition m_condition;
+    QList<T> m_items;
+    bool m_closed = false;
+};

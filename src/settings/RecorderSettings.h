@@ -1,0 +1,100 @@
+#pragma once
+
+#include "settings/AudioInputInfo.h"
+#include "slidesource/SlidesSourceInfo.h"
+
+#include <QList>
+#include <QObject>
+#include <QTimer>
+
+/// The operator's persistent recording choices and the live catalogues of slide sources and audio
+/// inputs, re-read once a second. Process-wide; main thread only (workers read the scalar values
+/// through the atomic-free getters only before their thread starts).
+class RecorderSettings : public QObject
+{
+    Q_OBJECT
+    Q_PROPERTY(QList<SlidesSourceInfo> availableSlideSources READ availableSlideSources NOTIFY
+            property_availableSlideSourcesChanged)
+    Q_PROPERTY(bool useNativeSlideSourceResolution READ useNativeSlideSourceResolution WRITE
+            setUseNativeSlideSourceResolution NOTIFY property_useNativeSlideSourceResolutionChanged)
+    Q_PROPERTY(
+        int slideWidth READ slideWidth WRITE setSlideWidth NOTIFY property_slideWidthChanged)
+    Q_PROPERTY(
+        int slideHeight READ slideHeight WRITE setSlideHeight NOTIFY property_slideHeightChanged)
+    Q_PROPERTY(bool pointerRecordingEnabled READ pointerRecordingEnabled WRITE
+            setPointerRecordingEnabled NOTIFY property_pointerRecordingEnabledChanged)
+    Q_PROPERTY(QList<AudioInputInfo> availableAudioInputs READ availableAudioInputs NOTIFY
+            property_availableAudioInputsChanged)
+    Q_PROPERTY(AudioInputInfo selectedAudioInput READ selectedAudioInput WRITE setSelectedAudioInput
+            NOTIFY property_selectedAudioInputChanged)
+    Q_PROPERTY(int audioChannelCount READ audioChannelCount WRITE setAudioChannelCount NOTIFY
+            property_audioChannelCountChanged)
+    Q_PROPERTY(SlidesSourceInfo selectedSlideSource READ selectedSlideSource WRITE
+            setSelectedSlideSource NOTIFY property_selectedSlideSourceChanged)
+
+public:
+    static RecorderSettings* instance();
+
+    /// Reads the scalar values and starts the refresh timer. The stored selections are applied by
+    /// the first refresh of each catalogue, one second later.
+    void load();
+
+    QList<SlidesSourceInfo> availableSlideSources() const { return m_availableSlideSources; }
+    bool useNativeSlideSourceResolution() const { return m_useNativeSlideSourceResolution; }
+    int slideWidth() const { return m_slideWidth; }
+    int slideHeight() const { return m_slideHeight; }
+    bool pointerRecordingEnabled() const { return m_pointerRecordingEnabled; }
+    QList<AudioInputInfo> availableAudioInputs() const { return m_availableAudioInputs; }
+    AudioInputInfo selectedAudioInput() const { return m_selectedAudioInput; }
+    int audioChannelCount() const { return m_audioChannelCount; }
+    SlidesSourceInfo selectedSlideSource() const { return m_selectedSlideSource; }
+
+public slots:
+    void setUseNativeSlideSourceResolution(bool newVal);
+    void setSlideWidth(int newVal);
+    void setSlideHeight(int newVal);
+    void setPointerRecordingEnabled(bool newVal);
+    void setSelectedAudioInput(const AudioInputInfo& newVal);
+    void setAudioChannelCount(int newVal);
+    /// A disabled source is refused without a word.
+    void setSelectedSlideSource(const SlidesSourceInfo& newVal);
+    void refreshAvailableSlideSources();
+    void selectDefaultSlideSource();
+    void refreshAvailableAudioInputs();
+    void selectDefaultAudioInput();
+    /// Any number of changes in one turn of the event loop make one save().
+    void scheduleSave();
+    void save();
+
+signals:
+    void property_availableSlideSourcesChanged();
+    void property_useNativeSlideSourceResolutionChanged();
+    void property_slideWidthChanged();
+    void property_slideHeightChanged();
+    void property_pointerRecordingEnabledChanged();
+    void property_availableAudioInputsChanged();
+    void property_selectedAudioInputChanged();
+    void property_audioChannelCountChanged();
+    void property_selectedSlideSourceChanged();
+
+private:
+    RecorderSettings();
+
+    void loadBasicSettings();
+    void loadSelectedSlideSourceSettings();
+    void loadSelectedAudioInputSettings();
+
+    QList<SlidesSourceInfo> m_availableSlideSources;
+    bool m_useNativeSlideSourceResolution = false;
+    int m_slideWidth = 0;
+    int m_slideHeight = 0;
+    bool m_pointerRecordingEnabled = false;
+    QList<AudioInputInfo> m_availableAudioInputs;
+    AudioInputInfo m_selectedAudioInput;
+    int m_audioChannelCount = 0;
+    SlidesSourceInfo m_selectedSlideSource;
+    QTimer m_saveTimer;
+    QTimer m_refreshTimer;
+    bool m_slideSourcesLoaded = false;
+    bool m_audioInputsLoaded = false;
+};

@@ -1,0 +1,91 @@
+#include "slidesource/SlideSource.h"
+
+#include <QDebug>
+#include <QMutexLocker>
+#include <QVariantMap>
+
+#include <chrono>
+#include <utility>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+// The same monotonic clock that QElapsedTimer reads; kept as one number so that a restart from the
+// main thread needs no lock in the capture path.
+qint64 monotonicNs()
+{
+    using namespace std::chrono;
+    return duration_cast<nanoseconds>(steady_clock::now().time_since_epoch()).count();
+}
+
+} // namespace
+
+SlideSource::SlideSource(const SlidesSourceInfo& info)
+    : m_slidesSourceInfo(info)
+    , m_clockStartNs(monotonicNs())
+{
+    moveToThread(this);
+}
+
+SlideSource::~SlideSource()
+{
+    qDebug() << "[SlideSource::~SlideSource]";
+}
+
+QList<QVariant> SlideSource::slidesResolutions() const
+{
+    const QMutexLocker lock(&m_resolutionsMutex);
+    return m_slidesResolutions;
+}
+
+void SlideSource::setSlidesResolutions(QList<QVariant>& resolutions)
+{
+    {
+        const QMutexLocker lock(&m_resolutionsMutex);
+        m_slidesResolutions = resolutions;
+    }
+    emit slidesResolutionsChanged();
+}
+
+qint64 SlideSource::currentSlideTime() const
+{
+    return (monotonicNs() - m_clockStartNs) / 1'000'000;
+}
+
+void SlideSource::requestStop()
+{
+    // Valid before the loop runs, too: QThread remembers the exit and exec() returns at once.
+    exit(0);
+}
+
+void SlideSource::restartTimer()
+{
+    m_clockStartNs = monotonicNs();
+}
+
+void SlideSource::freezeSlides()
+{
+    m_slidesFrozen = !m_slidesFrozen;
+    emit slidesFrozenChanged();
+}
+
+void SlideSource::updateSlidesResolutions(const QList<SlideImage>& slides)
+{
+    QList<QVariant> resolutions;
+    resolutions.reserve(slides.size());
+    for (const SlideImage& slide : slides) {
+        const QSizeF size = slide.image.deviceIndependentSize();
+        resolutions.append(QVariantMap{{u"width"_s, size.width()}, {u"height"_s, size.height()}});
+    }
+    setSlidesResolutions(resolutions);
+}
+
+SlideSource* SlideSource::create(const SlidesSourceInfo& info)
+{
+    switch (info.type()) {
+    default:
+        qWarning() << "[SlideSource]" << "unhandled slide source type" << int(info.type());
+        return nullptr;
+    }
+}
