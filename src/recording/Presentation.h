@@ -16,17 +16,16 @@ class QDomElement;
 class Presentation : public QObject
 {
     Q_OBJECT
-    Q_PROPERTY(bool isLiveStream READ isLiveStream WRITE setLiveStream NOTIFY
-            property_isLiveStreamChanged)
+    Q_PROPERTY(
+        bool isLiveStream READ isLiveStream WRITE setLiveStream NOTIFY property_isLiveStreamChanged)
     Q_PROPERTY(QString livestreamPresentationId READ livestreamPresentationId WRITE
             setLivestreamPresentationId NOTIFY property_livestreamPresentationIdChanged)
     Q_PROPERTY(bool connectToExistingLiveStream READ connectToExistingLiveStream WRITE
             setConnectToExistingLiveStream NOTIFY property_connectToExistingLiveStreamChanged)
     Q_PROPERTY(QString title READ title WRITE setTitle NOTIFY property_titleChanged)
-    Q_PROPERTY(QDateTime recordedAt READ recordedAt WRITE setRecordedAt NOTIFY
-            property_recordedAtChanged)
     Q_PROPERTY(
-        int slideCount READ slideCount WRITE setSlideCount NOTIFY property_slideCountChanged)
+        QDateTime recordedAt READ recordedAt WRITE setRecordedAt NOTIFY property_recordedAtChanged)
+    Q_PROPERTY(int slideCount READ slideCount WRITE setSlideCount NOTIFY property_slideCountChanged)
 
 public:
     explicit Presentation(const QDir& dir);
@@ -52,8 +51,8 @@ public:
 
     /// Makes a new directory with its "presentation.xml" in the work directory (the application
     /// property "workDir"). Null on failure, with a line in the log.
-    [[nodiscard]] static Presentation* create(bool liveStream, bool connectToExistingLiveStream,
-        const QString& livestreamPresentationId);
+    [[nodiscard]] static Presentation* create(
+        bool liveStream, bool connectToExistingLiveStream, const QString& livestreamPresentationId);
     /// Opens an existing presentation and counts its slides; null when @p dir holds no readable
     /// "presentation.xml". Any thread; the object belongs to the calling thread.
     [[nodiscard]] static Presentation* load(const QDir& dir);

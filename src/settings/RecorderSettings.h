@@ -8,8 +8,7 @@
 #include <QTimer>
 
 /// The operator's persistent recording choices and the live catalogues of slide sources and audio
-/// inputs, re-read once a second. Process-wide; main thread only (workers read the scalar values
-/// through the atomic-free getters only before their thread starts).
+/// inputs, re-read once a second. Process-wide; main thread only.
 class RecorderSettings : public QObject
 {
     Q_OBJECT
@@ -17,8 +16,7 @@ class RecorderSettings : public QObject
             property_availableSlideSourcesChanged)
     Q_PROPERTY(bool useNativeSlideSourceResolution READ useNativeSlideSourceResolution WRITE
             setUseNativeSlideSourceResolution NOTIFY property_useNativeSlideSourceResolutionChanged)
-    Q_PROPERTY(
-        int slideWidth READ slideWidth WRITE setSlideWidth NOTIFY property_slideWidthChanged)
+    Q_PROPERTY(int slideWidth READ slideWidth WRITE setSlideWidth NOTIFY property_slideWidthChanged)
     Q_PROPERTY(
         int slideHeight READ slideHeight WRITE setSlideHeight NOTIFY property_slideHeightChanged)
     Q_PROPERTY(bool pointerRecordingEnabled READ pointerRecordingEnabled WRITE

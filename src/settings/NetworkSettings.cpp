@@ -1,0 +1,7 @@
+#include "settings/NetworkSettings.h"
+
+NetworkSettings* NetworkSettings::instance()
+{
+    static NetworkSettings settings;
+    return &settings;
+}

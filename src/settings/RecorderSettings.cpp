@@ -1,0 +1,229 @@
+#include "settings/RecorderSettings.h"
+
+#include "settings/SettingsValue.h"
+
+#include <QDebug>
+#include <QSettings>
+
+#include <algorithm>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QString UseNativeSlideSourceResolutionKey
+    = u"recorderSettings/useNativeSlideSourceResolution"_s;
+const QString SlideWidthKey = u"recorderSettings/slideWidth"_s;
+const QString SlideHeightKey = u"recorderSettings/slideHeight"_s;
+const QString PointerRecordingEnabledKey = u"recorderSettings/pointerRecordingEnabled"_s;
+const QString AudioChannelCountKey = u"recorderSettings/audioChannelCount"_s;
+const QString SelectedSlideSourceKey = u"recorderSettings/selectedSlideSource"_s;
+const QString SelectedAudioInputKey = u"recorderSettings/selectedAudioInput"_s;
+
+constexpr int RefreshIntervalMs = 1000;
+
+// Entries are compared by id and without regard to their order.
+template <typename Entry> bool sameCatalogue(const QList<Entry>& stored, const QList<Entry>& fresh)
+{
+    return stored.size() == fresh.size()
+        && std::all_of(fresh.begin(), fresh.end(),
+            [&stored](const Entry& entry) { return stored.contains(entry); });
+}
+
+} // namespace
+
+RecorderSettings* RecorderSettings::instance()
+{
+    static RecorderSettings settings;
+    return &settings;
+}
+
+RecorderSettings::RecorderSettings()
+{
+    m_saveTimer.setSingleShot(true);
+    m_saveTimer.setInterval(0);
+    connect(&m_saveTimer, &QTimer::timeout, this, &RecorderSettings::save);
+
+    m_refreshTimer.setInterval(RefreshIntervalMs);
+    connect(
+        &m_refreshTimer, &QTimer::timeout, this, &RecorderSettings::refreshAvailableSlideSources);
+    connect(
+        &m_refreshTimer, &QTimer::timeout, this, &RecorderSettings::refreshAvailableAudioInputs);
+
+    for (const auto changed : { &RecorderSettings::property_selectedSlideSourceChanged,
+             &RecorderSettings::property_useNativeSlideSourceResolutionChanged,
+             &RecorderSettings::property_slideWidthChanged,
+             &RecorderSettings::property_slideHeightChanged,
+             &RecorderSettings::property_pointerRecordingEnabledChanged,
+             &RecorderSettings::property_selectedAudioInputChanged,
+             &RecorderSettings::property_audioChannelCountChanged })
+        connect(this, changed, this, &RecorderSettings::scheduleSave);
+}
+
+void RecorderSettings::setUseNativeSlideSourceResolution(bool newVal)
+{
+    if (m_useNativeSlideSourceResolution == newVal)
+        return;
+    m_useNativeSlideSourceResolution = newVal;
+    emit property_useNativeSlideSourceResolutionChanged();
+}
+
+void RecorderSettings::setSlideWidth(int newVal)
+{
+    if (m_slideWidth == newVal)
+        return;
+    m_slideWidth = newVal;
+    emit property_slideWidthChanged();
+}
+
+void RecorderSettings::setSlideHeight(int newVal)
+{
+    if (m_slideHeight == newVal)
+        return;
+    m_slideHeight = newVal;
+    emit property_slideHeightChanged();
+}
+
+void RecorderSettings::setPointerRecordingEnabled(bool newVal)
+{
+    if (m_pointerRecordingEnabled == newVal)
+        return;
+    m_pointerRecordingEnabled = newVal;
+    emit property_pointerRecordingEnabledChanged();
+}
+
+void RecorderSettings::setSelectedAudioInput(const AudioInputInfo& newVal)
+{
+    if (!(m_selectedAudioInput != newVal))
+        return;
+    m_selectedAudioInput = newVal;
+    emit property_selectedAudioInputChanged();
+}
+
+void RecorderSettings::setAudioChannelCount(int newVal)
+{
+    if (m_audioChannelCount == newVal)
+        return;
+    m_audioChannelCount = newVal;
+    emit property_audioChannelCountChanged();
+}
+
+void RecorderSettings::setSelectedSlideSource(const SlidesSourceInfo& newVal)
+{
+    if (!newVal.enabled() || !(m_selectedSlideSource != newVal))
+        return;
+    m_selectedSlideSource = newVal;
+    emit property_selectedSlideSourceChanged();
+}
+
+void RecorderSettings::scheduleSave()
+{
+    m_saveTimer.start();
+}
+
+void RecorderSettings::save()
+{
+    QSettings settings;
+    qDebug() << "[RecorderSettings]"
+             << "saveSettings" << settings.fileName();
+    settings.setValue(UseNativeSlideSourceResolutionKey, m_useNativeSlideSourceResolution);
+    settings.setValue(SlideWidthKey, m_slideWidth);
+    settings.setValue(SlideHeightKey, m_slideHeight);
+    settings.setValue(PointerRecordingEnabledKey, m_pointerRecordingEnabled);
+    settings.setValue(AudioChannelCountKey, m_audioChannelCount);
+    settings.setValue(SelectedSlideSourceKey, m_selectedSlideSource.id());
+    settings.setValue(SelectedAudioInputKey, m_selectedAudioInput.id());
+}
+
+void RecorderSettings::load()
+{
+    loadBasicSettings();
+    m_refreshTimer.start();
+}
+
+void RecorderSettings::loadBasicSettings()
+{
+    const QSettings settings;
+    qDebug() << "[RecorderSettings]"
+             << "loadBasicSettings" << settings.fileName();
+    setUseNativeSlideSourceResolution(
+        SettingsValue::readBool(settings, UseNativeSlideSourceResolutionKey, true));
+    setSlideWidth(SettingsValue::readInt(settings, SlideWidthKey, 1920));
+    setSlideHeight(SettingsValue::readInt(settings, SlideHeightKey, 1080));
+    setPointerRecordingEnabled(SettingsValue::readBool(settings, PointerRecordingEnabledKey, true));
+    setAudioChannelCount(SettingsValue::readInt(settings, AudioChannelCountKey, 1));
+}
+
+void RecorderSettings::refreshAvailableSlideSources()
+{
+    const QList<SlidesSourceInfo> sources = SlidesSourceInfo::availableSlideSources();
+    if (!sameCatalogue(m_availableSlideSources, sources)) {
+        qDebug() << "[RecorderSettings]"
+                 << "available cameras changed";
+        m_availableSlideSources = sources;
+        emit property_availableSlideSourcesChanged();
+        if (m_slideSourcesLoaded && !m_availableSlideSources.contains(m_selectedSlideSource))
+            selectDefaultSlideSource();
+    }
+    if (!m_slideSourcesLoaded) {
+        m_slideSourcesLoaded = true;
+        loadSelectedSlideSourceSettings();
+    }
+}
+
+void RecorderSettings::loadSelectedSlideSourceSettings()
+{
+    const QSettings settings;
+    qDebug() << "[RecorderSettings]"
+             << "loadSelectedSlideSourceSettings" << settings.fileName();
+    const QByteArray id = settings.value(SelectedSlideSourceKey).toByteArray();
+    const auto found = std::find_if(m_availableSlideSources.cbegin(),
+        m_availableSlideSources.cend(),
+        [&id](const SlidesSourceInfo& source) { return source.enabled() && source.id() == id; });
+    if (found == m_availableSlideSources.cend())
+        selectDefaultSlideSource();
+    else
+        setSelectedSlideSource(*found);
+}
+
+void RecorderSettings::selectDefaultSlideSource()
+{
+    // Only the first entry is a default: a disabled one leaves the selection as it was.
+    setSelectedSlideSource(m_availableSlideSources.value(0));
+}
+
+void RecorderSettings::refreshAvailableAudioInputs()
+{
+    const QList<AudioInputInfo> inputs = AudioInputInfo::availableAudioInputs();
+    if (!sameCatalogue(m_availableAudioInputs, inputs)) {
+        qDebug() << "[RecorderSettings]"
+                 << "available audio inputs changed";
+        m_availableAudioInputs = inputs;
+        emit property_availableAudioInputsChanged();
+        if (m_audioInputsLoaded && !m_availableAudioInputs.contains(m_selectedAudioInput))
+            selectDefaultAudioInput();
+    }
+    if (!m_audioInputsLoaded) {
+        m_audioInputsLoaded = true;
+        loadSelectedAudioInputSettings();
+    }
+}
+
+void RecorderSettings::loadSelectedAudioInputSettings()
+{
+    const QSettings settings;
+    qDebug() << "[RecorderSettings]"
+             << "loadSelectedAudioInputSettings" << settings.fileName();
+    const QByteArray id = settings.value(SelectedAudioInputKey).toByteArray();
+    const auto found = std::find_if(m_availableAudioInputs.cbegin(), m_availableAudioInputs.cend(),
+        [&id](const AudioInputInfo& input) { return input.id() == id; });
+    if (found == m_availableAudioInputs.cend())
+        selectDefaultAudioInput();
+    else
+        setSelectedAudioInput(*found);
+}
+
+void RecorderSettings::selectDefaultAudioInput()
+{
+    setSelectedAudioInput(m_availableAudioInputs.value(0));
+}
