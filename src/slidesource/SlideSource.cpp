@@ -1,7 +1,10 @@
 #include "slidesource/SlideSource.h"
 
+#include "slidesource/SlideSourceScreenInterval.h"
+
 #include <QDebug>
 #include <QMutexLocker>
+#include <QTimer>
 #include <QVariantMap>
 
 #include <chrono>
@@ -55,7 +58,9 @@ qint64 SlideSource::currentSlideTime() const
 
 void SlideSource::requestStop()
 {
-    // Valid before the loop runs, too: QThread remembers the exit and exec() returns at once.
+    // The flag covers a stop before start(), which forgets an exit; exit() covers everything later,
+    // also when the loop does not run yet (exec() then returns at once).
+    m_stopRequested = true;
     exit(0);
 }
 
@@ -76,16 +81,42 @@ void SlideSource::updateSlidesResolutions(const QList<SlideImage>& slides)
     resolutions.reserve(slides.size());
     for (const SlideImage& slide : slides) {
         const QSizeF size = slide.image.deviceIndependentSize();
-        resolutions.append(QVariantMap{{u"width"_s, size.width()}, {u"height"_s, size.height()}});
+        resolutions.append(
+            QVariantMap{ { u"width"_s, size.width() }, { u"height"_s, size.height() } });
     }
     setSlidesResolutions(resolutions);
+}
+
+std::unique_ptr<QTimer> SlideSource::newCaptureTimer(std::function<void()> capture)
+{
+    auto timer = std::make_unique<QTimer>();
+    timer->setInterval(CaptureIntervalMs);
+    // A coarse timer may come 5 % late, and lateness is lost time in the slides' times.
+    timer->setTimerType(Qt::PreciseTimer);
+    connect(timer.get(), &QTimer::timeout, timer.get(), [this, capture = std::move(capture)] {
+        if (!slidesFrozen())
+            capture();
+    });
+    return timer;
+}
+
+void SlideSource::runCaptureLoop(QTimer& captureTimer)
+{
+    captureTimer.start();
+    restartTimer();
+    emit ready();
+    if (!m_stopRequested)
+        exec();
 }
 
 SlideSource* SlideSource::create(const SlidesSourceInfo& info)
 {
     switch (info.type()) {
+    case SlidesSourceInfo::IntervalScreenCapture:
+        return new SlideSourceScreenInterval(info);
     default:
-        qWarning() << "[SlideSource]" << "unhandled slide source type" << int(info.type());
+        qWarning() << "[SlideSource]"
+                   << "unhandled slide source type" << int(info.type());
         return nullptr;
     }
 }

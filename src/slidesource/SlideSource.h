@@ -8,6 +8,10 @@
 #include <QVariant>
 
 #include <atomic>
+#include <functional>
+#include <memory>
+
+class QTimer;
 
 /// Produces frames from one input on a thread of its own and hands them on with slidesCaptured().
 ///
@@ -29,7 +33,8 @@ public:
 
     /// Any thread.
     [[nodiscard]] virtual bool slidesFrozen() const { return m_slidesFrozen; }
-    /// One map per frame of the latest capture: "width" and "height", device-independent. Any thread.
+    /// One map per frame of the latest capture: "width" and "height", device-independent. Any
+    /// thread.
     [[nodiscard]] QList<QVariant> slidesResolutions() const;
     void setSlidesResolutions(QList<QVariant>& resolutions);
     /// Milliseconds on the slide clock. Any thread.
@@ -62,6 +67,13 @@ protected:
     /// Publishes the sizes of @p slides; called just before each slidesCaptured().
     void updateSlidesResolutions(const QList<SlideImage>& slides);
 
+    /// A repeating capture timer of the calling (source) thread, not yet started: every tick calls
+    /// @p capture unless the source is frozen.
+    [[nodiscard]] std::unique_ptr<QTimer> newCaptureTimer(std::function<void()> capture);
+    /// The middle of every run(), once the input is open: starts @p captureTimer and the slide
+    /// clock, emits ready() and returns after requestStop(). Source thread.
+    void runCaptureLoop(QTimer& captureTimer);
+
     /// Interval of every source's capture timer: new slides are looked for once a second.
     static constexpr int CaptureIntervalMs = 1000;
 
@@ -69,6 +81,7 @@ private:
     const SlidesSourceInfo m_slidesSourceInfo;
     std::atomic<qint64> m_clockStartNs; ///< monotonic; "invalid" until the clock first starts
     std::atomic<bool> m_slidesFrozen = false;
+    std::atomic<bool> m_stopRequested = false; ///< QThread::start() forgets an earlier exit()
     mutable QMutex m_resolutionsMutex;
     QList<QVariant> m_slidesResolutions;
 };
