@@ -1,0 +1,123 @@
+#include "processing/SlideSaver.h"
+
+#include <QDebug>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QSaveFile>
+
+using namespace Qt::StringLiterals;
+
+SlideSaver::SlideSaver(const QDir& directory)
+    : m_directory(directory)
+{
+    qRegisterMetaType<QList<SlideSaver::SavedSlide>>("QList<SavedSlide>");
+}
+
+SlideSaver::~SlideSaver()
+{
+    requestStop();
+    wait();
+    const QList<SlidesToSave> left = m_queue.takeAll();
+    for (const SlidesToSave& slide : left)
+        deleteMatrices(slide.slides);
+}
+
+void SlideSaver::addSlides(qint64 time, const QList<SlideImage>& slides)
+{
+    if (!m_queue.push({ time, slides }))
+        deleteMatrices(slides);
+}
+
+void SlideSaver::requestStop()
+{
+    m_queue.close();
+}
+
+void SlideSaver::run()
+{
+    emit savedSlideCountChanged();
+    qsizetype remaining = 0;
+    while (const auto slide = m_queue.pop(&remaining)) {
+        qDebug() << "[SlideSaver]" << remaining << "slides in queue";
+        saveSlides(slide->time, slide->slides);
+    }
+    emit stopped();
+}
+
+void SlideSaver::saveSlides(qint64 time, const QList<SlideImage>& slides)
+{
+    const qint64 number = m_savedSlideCount + 1;
+    QElapsedTimer timer;
+    timer.start();
+    m_slideFailed = false;
+    QList<SavedSlide> savedSlides;
+    savedSlides.reserve(slides.size());
+    for (qsizetype screen = 0; screen < slides.size(); ++screen) {
+        savedSlides.append(saveSlide(number, screen, time, slides[screen]));
+        delete slides[screen].mat;
+    }
+    if (!appendTimestamp(number, time)) {
+        reportError(
+            tr("The time of slide %1 could not be written to %2. Check that the disk is not "
+               "full and that the directory exists and may be written.")
+                .arg(number)
+                .arg(QDir::toNativeSeparators(
+                    m_directory.absoluteFilePath(u"timestamps_ms.txt"_s))));
+    }
+    qDebug() << "[SlideSaver]"
+             << "slides" << number << "saved in" << timer.elapsed() << "ms";
+    ++m_savedSlideCount;
+    emit savedSlideCountChanged();
+    emit slidesSaved(savedSlides);
+    if (m_failing && !m_slideFailed) {
+        m_failing = false;
+        emit slideSavingRecovered();
+    }
+}
+
+SlideSaver::SavedSlide SlideSaver::saveSlide(
+    qint64 number, qint64 screen, qint64 time, const SlideImage& slide)
+{
+    const QString name = u"%1-%2"_s.arg(screen).arg(number, 4, 10, '0'_L1);
+    const QString pngFilePath = m_directory.absoluteFilePath(name + u".png"_s);
+    // Under a temporary name until it is complete: a reader never meets half a picture.
+    QSaveFile file(pngFilePath);
+    if (!file.open(QIODevice::WriteOnly) || !slide.image.save(&file, "PNG") || !file.commit()) {
+        qWarning() << "[SlideSaver]"
+                   << "saving" << pngFilePath << "failed";
+        qWarning() << "[SlideSaver]"
+                   << (slide.image.isNull() ? u"the screen delivered no image"_s
+                                            : file.errorString());
+        reportError(tr("Saving slide %1 in PNG format failed.").arg(name));
+    }
+    emit slideSaved(int(screen), time, name, pngFilePath);
+    return { time, name, pngFilePath };
+}
+
+bool SlideSaver::appendTimestamp(qint64 number, qint64 time) const
+{
+    QFile file(m_directory.absoluteFilePath(u"timestamps_ms.txt"_s));
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Text)) {
+        qWarning() << "[SlideSaver]"
+                   << "opening" << file.fileName() << "failed" << file.errorString();
+        return false;
+    }
+    const qint64 sizeBefore = file.size();
+    const QByteArray line = QByteArray::number(number) + ' ' + QByteArray::number(time) + '\n';
+    // Buffered and flushed, so that the line reaches the file in one piece and a full disk shows.
+    if (file.write(line) == line.size() && file.flush())
+        return true;
+    qWarning() << "[SlideSaver]"
+               << "writing" << file.fileName() << "failed" << file.errorString();
+    // Half a line would swallow the next one.
+    file.close();
+    QFile::resize(file.fileName(), sizeBefore);
+    return false;
+}
+
+void SlideSaver::reportError(const QString& message)
+{
+    m_slideFailed = true;
+    m_failing = true;
+    emit slideSavingError(message);
+}

@@ -1,0 +1,76 @@
+#pragma once
+
+#include "processing/BlockingQueue.h"
+#include "slidesource/SlideImage.h"
+
+#include <QDir>
+#include <QMetaType>
+#include <QThread>
+
+#include <atomic>
+
+/// Writes every new slide into one directory: a PNG file per screen ("0-0001.png": screen, hyphen,
+/// slide number) and one line in "timestamps_ms.txt" ("1 1002": slide number, time in ms).
+///
+/// addSlides() and requestStop() may be called from any thread and never wait. The signals are
+/// emitted on the worker thread. A stop drains: slides that were accepted before it are written
+/// first, then stopped() follows; later ones are refused and their matrices deleted.
+class SlideSaver : public QThread
+{
+    Q_OBJECT
+
+public:
+    struct SavedSlide
+    {
+        qint64 time = 0; ///< ms on the slide clock
+        QString name; ///< "0-0001"
+        QString pngFilePath; ///< absolute
+    };
+
+    explicit SlideSaver(const QDir& directory);
+    /// Stops and waits, should the thread still run.
+    ~SlideSaver() override;
+
+    /// Slides written, also the number of the last one. Any thread.
+    [[nodiscard]] qint64 savedSlideCount() const { return m_savedSlideCount; }
+
+public slots:
+    /// Takes over the matrices of @p slides.
+    void addSlides(qint64 time, const QList<SlideImage>& slides);
+    void requestStop();
+
+signals:
+    /// Once for every file and every line that could not be written, in words for the operator.
+    void slideSavingError(const QString& message);
+    /// After slideSavingError(): a slide was written completely again. Whoever shows the first
+    /// error of a row only can start anew.
+    void slideSavingRecovered();
+    /// Also after a failure: the slide keeps its number and its line.
+    void slideSaved(int screen, qint64 time, const QString& name, const QString& pngFilePath);
+    void slidesSaved(const QList<SlideSaver::SavedSlide>& savedSlides);
+    void stopped();
+    void savedSlideCountChanged();
+
+protected:
+    void run() override;
+
+    SavedSlide saveSlide(qint64 number, qint64 screen, qint64 time, const SlideImage& slide);
+    void saveSlides(qint64 time, const QList<SlideImage>& slides);
+
+private:
+    struct SlidesToSave
+    {
+        qint64 time = 0;
+        QList<SlideImage> slides;
+    };
+
+    [[nodiscard]] bool appendTimestamp(qint64 number, qint64 time) const;
+    void reportError(const QString& message);
+
+    std::atomic<qint64> m_savedSlideCount = 0;
+    BlockingQueue<SlidesToSave> m_queue;
+    const QDir m_directory;
+    bool m_slideFailed = false; ///< the slide being written; worker thread only
+    bool m_failing = false; ///< an error was reported since the last complete slide
+};
+Q_DECLARE_METATYPE(SlideSaver::SavedSlide)
