@@ -1,0 +1,254 @@
+#include "processing/SlideProcessor.h"
+
+#include <QTest>
+
+#include <opencv2/imgproc.hpp>
+
+#include <memory>
+
+namespace {
+
+struct Capture
+{
+    QList<cv::Mat> frames;
+    bool forced = false;
+};
+
+// Owned by the receiver, as the sources hand frames on.
+QList<SlideImage> toSlides(const QList<cv::Mat>& frames)
+{
+    QList<SlideImage> slides;
+    for (const cv::Mat& frame : frames)
+        slides.append(SlideImage{ new cv::Mat(frame.clone()), {} });
+    return slides;
+}
+
+// A slide as it is shown in a lecture: a gradient, a box, some lines of text.
+cv::Mat deckSlide(cv::Size size = { 1920, 1080 }, int type = CV_8UC3)
+{
+    cv::Mat slide(size, type);
+    for (int row = 0; row < slide.rows; ++row)
+        slide.row(row).setTo(cv::Scalar(230, 235, 255 - 60 * row / slide.rows, 255));
+    cv::rectangle(slide, { size.width / 2, size.height / 2, size.width / 3, size.height / 4 },
+        cv::Scalar(180, 90, 30, 255), cv::FILLED);
+    for (int line = 1; line < 5; ++line)
+        cv::putText(slide, "Fourier: f(x) = sum", { size.width / 12, line * size.height / 9 },
+            cv::FONT_HERSHEY_SIMPLEX, size.width / 1000.0, cv::Scalar(20, 20, 20, 255), 2);
+    return slide;
+}
+
+cv::Mat with(cv::Mat slide, cv::Rect area, const cv::Scalar& color)
+{
+    slide(area).setTo(color);
+    return slide;
+}
+
+cv::Mat noisy(const cv::Mat& slide, double sigma)
+{
+    cv::Mat noise(slide.size(), CV_16SC3);
+    cv::theRNG().fill(noise, cv::RNG::NORMAL, 0, sigma);
+    cv::Mat result;
+    cv::add(slide, noise, result, cv::noArray(), CV_8U);
+    return result;
+}
+
+class TestedProcessor : public SlideProcessor
+{
+public:
+    using SlideProcessor::getMSSIM;
+    using SlideProcessor::preprocessSlide;
+};
+
+// The formula, written down pixel by pixel in double precision.
+double similarity(const cv::Mat& a, const cv::Mat& b, int channel)
+{
+    const auto at = [channel](const cv::Mat& mat, int y, int x) {
+        y = cv::borderInterpolate(y, mat.rows, cv::BORDER_REFLECT_101);
+        x = cv::borderInterpolate(x, mat.cols, cv::BORDER_REFLECT_101);
+        return double(mat.at<cv::Vec3b>(y, x)[channel]);
+    };
+    double sum = 0;
+    for (int y = 0; y < a.rows; ++y) {
+        for (int x = 0; x < a.cols; ++x) {
+            double weights = 0, ma = 0, mb = 0, aa = 0, bb = 0, ab = 0;
+            for (int dy = -5; dy <= 5; ++dy) {
+                for (int dx = -5; dx <= 5; ++dx) {
+                    const double weight = std::exp(-(dx * dx + dy * dy) / (2 * 1.5 * 1.5));
+                    const double p = at(a, y + dy, x + dx), q = at(b, y + dy, x + dx);
+                    weights += weight;
+                    ma += weight * p;
+                    mb += weight * q;
+                    aa += weight * p * p;
+                    bb += weight * q * q;
+                    ab += weight * p * q;
+                }
+            }
+            ma /= weights;
+            mb /= weights;
+            const double va = aa / weights - ma * ma, vb = bb / weights - mb * mb;
+            sum += (2 * ma * mb + 6.5025) * (2 * (ab / weights - ma * mb) + 58.5225)
+                / ((ma * ma + mb * mb + 6.5025) * (va + vb + 58.5225));
+        }
+    }
+    return sum / (a.rows * a.cols);
+}
+
+} // namespace
+Q_DECLARE_METATYPE(QList<Capture>)
+
+class SlideProcessorTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void newSlides_data();
+    void newSlides();
+    void processingSize_data();
+    void processingSize();
+    void similarityFormula();
+};
+
+void SlideProcessorTest::newSlides_data()
+{
+    QTest::addColumn<QList<Capture>>("captures");
+    QTest::addColumn<QList<qint64>>("expected"); // indices of the captures that are new slides
+    QTest::addColumn<int>("errors");
+    const auto row
+        = [](const char* name, const QList<Capture>& captures, const QList<qint64>& expected,
+              int errors = 0) { QTest::newRow(name) << captures << expected << errors; };
+
+    const cv::Mat slide = deckSlide();
+    const cv::Mat other = with(deckSlide(), { 200, 700, 300, 200 }, { 0, 0, 200 });
+    const cv::Mat corner = with(deckSlide(), { 1880, 1056, 40, 24 }, { 0, 0, 0 });
+    cv::Mat blueOnly = deckSlide();
+    cv::subtract(
+        blueOnly({ 600, 150, 150, 150 }), cv::Scalar(120, 0, 0), blueOnly({ 600, 150, 150, 150 }));
+    cv::Mat letter = deckSlide();
+    cv::putText(letter, "x", { 1700, 900 }, cv::FONT_HERSHEY_SIMPLEX, 1.5, { 20, 20, 20 }, 3);
+
+    row("nothing", {}, {});
+    row("unchanged", { { { slide } }, { { slide } }, { { slide } } }, { 0 });
+    row("changed and back", { { { slide } }, { { other } }, { { other } }, { { slide } } },
+        { 0, 1, 3 });
+    row("one letter", { { { slide } }, { { letter } } }, { 0, 1 });
+    row("the narrow last tile", { { { slide } }, { { corner } } }, { 0, 1 });
+    row("one channel of three", { { { slide } }, { { blueOnly } } }, { 0, 1 });
+    row("weak noise of a camera", { { { noisy(slide, 2) } }, { { noisy(slide, 2) } } }, { 0 });
+    row("a second screen comes and goes",
+        { { { slide } }, { { slide, slide } }, { { slide, slide } }, { { slide } } }, { 0, 1, 3 });
+    row("only the second screen changes", { { { slide, slide } }, { { slide, other } } }, { 0, 1 });
+    row("forced", { { { slide } }, { { slide }, true }, { { slide } } }, { 0, 1 });
+    row("forced is the next reference",
+        { { { slide } }, { { other }, true }, { { other } }, { { slide } } }, { 0, 1, 3 });
+    row("another size", { { { slide } }, { { deckSlide({ 640, 480 }) } } }, { 0, 1 });
+    row("another format", { { { slide } }, { { deckSlide({ 1920, 1080 }, CV_8UC4) } } }, { 0, 1 });
+    row("single channel",
+        { { { cv::Mat(90, 90, CV_8U, cv::Scalar(7)) } },
+            { { cv::Mat(90, 90, CV_8U, cv::Scalar(7)) } } },
+        { 0, 1 });
+    row("fourth channel is not compared",
+        { { { cv::Mat(90, 90, CV_8UC4, cv::Scalar(9, 9, 9, 255)) } },
+            { { cv::Mat(90, 90, CV_8UC4, cv::Scalar(9, 9, 9, 0)) } } },
+        { 0 });
+    row("no screens", { { {} }, { {} } }, {});
+    row("empty frames", { { { cv::Mat() } }, { { cv::Mat() } } }, { 0 });
+    row("frame lost and found", { { { slide } }, { { cv::Mat() } }, { { slide } } }, { 0, 2 });
+    row("very flat frame",
+        { { { cv::Mat(2, 5000, CV_8UC3, cv::Scalar(5, 5, 5)) } },
+            { { cv::Mat(2, 5000, CV_8UC3, cv::Scalar(5, 5, 5)) } } },
+        { 0 });
+    // 32-bit integers cannot be resized.
+    row("failing comparison",
+        { { { slide } }, { { cv::Mat(90, 700, CV_32SC3) } }, { { slide } }, { { slide } } },
+        { 0, 1, 2 }, 1);
+
+    QList<Capture> fading;
+    for (int step = 0; step <= 20; ++step)
+        fading.append(Capture{ { cv::Mat(400, 400, CV_8UC3, cv::Scalar::all(100 + 5 * step)) } });
+    row("slow change", fading, { 0 });
+    row("the same change at once", { fading.first(), fading.last() }, { 0, 1 });
+}
+
+void SlideProcessorTest::newSlides()
+{
+    QFETCH(QList<Capture>, captures);
+    SlideProcessor processor;
+    QList<qint64> processed;
+    QStringList order;
+    int errors = 0;
+    // Direct: run on the worker, which has ended when the lists are read.
+    connect(
+        &processor, &SlideProcessor::slidesProcessed, &processor,
+        [&](qint64 time, const QList<SlideImage>& slides) {
+            processed.append(time);
+            for (const SlideImage& slide : slides)
+                QVERIFY(slide.mat); // handed over, not deleted
+            deleteMatrices(slides);
+        },
+        Qt::DirectConnection);
+    connect(
+        &processor, &SlideProcessor::processingError, &processor, [&] { ++errors; },
+        Qt::DirectConnection);
+    qsizetype processedBeforeStopped = -1;
+    connect(
+        &processor, &SlideProcessor::stopped, &processor,
+        [&] { processedBeforeStopped = processed.size(); }, Qt::DirectConnection);
+
+    processor.start();
+    for (qsizetype i = 0; i < captures.size(); ++i)
+        processor.addSlides(i, toSlides(captures[i].frames), captures[i].forced);
+    processor.requestStop();
+    processor.addSlides(99, toSlides({ deckSlide() }), true); // refused, and not leaked
+    QVERIFY(processor.wait(60'000));
+    QTEST(processed, "expected");
+    QTEST(errors, "errors");
+    QCOMPARE(processor.capturedSlideCount(), processed.size());
+    QCOMPARE(processedBeforeStopped, processed.size());
+}
+
+void SlideProcessorTest::processingSize_data()
+{
+    QTest::addColumn<QSize>("frame");
+    QTest::addColumn<QSize>("expected");
+    QTest::newRow("full HD") << QSize(1920, 1080) << QSize(640, 360);
+    QTest::newRow("5:4") << QSize(1280, 1024) << QSize(640, 512);
+    QTest::newRow("truncated, not rounded") << QSize(1366, 768) << QSize(640, 359);
+    QTest::newRow("exactly 640 wide") << QSize(640, 480) << QSize(640, 480);
+    QTest::newRow("portrait, not wide") << QSize(600, 800) << QSize(600, 800);
+}
+
+void SlideProcessorTest::processingSize()
+{
+    QFETCH(QSize, frame);
+    cv::Mat mat(frame.height(), frame.width(), CV_8UC3, cv::Scalar::all(0));
+    mat({ frame.width() / 2 - 20, frame.height() / 2 - 20, 1, 1 }).setTo(cv::Scalar(90, 180, 0));
+    const cv::Mat original = mat.clone();
+    const std::unique_ptr<cv::Mat> result(TestedProcessor().preprocessSlide(&mat));
+    QTEST(QSize(result->cols, result->rows), "expected");
+    QCOMPARE(cv::norm(mat, original), 0.0); // the saver still needs it
+    if (result->size() == mat.size()) { // not resized: the box filter alone
+        const cv::Vec3b around
+            = result->at<cv::Vec3b>(frame.height() / 2 - 21, frame.width() / 2 - 19);
+        QCOMPARE(around, cv::Vec3b(10, 20, 0));
+    }
+}
+
+void SlideProcessorTest::similarityFormula()
+{
+    for (const cv::Size size : { cv::Size(50, 50), cv::Size(40, 10), cv::Size(1, 7) }) {
+        cv::Mat a(size, CV_8UC3);
+        cv::randu(a, 0, 255);
+        const cv::Mat b = noisy(a, 30);
+        const cv::Scalar result = TestedProcessor::getMSSIM(a, b);
+        for (int channel = 0; channel < 3; ++channel) {
+            const double expected = similarity(a, b, channel);
+            QVERIFY2(std::abs(result[channel] - expected) < 1e-4,
+                qPrintable(QString::number(result[channel]) + u" instead of "
+                    + QString::number(expected)));
+        }
+        QCOMPARE(result[3], 0.0);
+    }
+}
+
+QTEST_GUILESS_MAIN(SlideProcessorTest)
+#include "SlideProcessorTest.moc"

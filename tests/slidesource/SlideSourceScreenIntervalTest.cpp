@@ -1,0 +1,265 @@
+#include "slidesource/SlideSourceScreenInterval.h"
+
+#include <QGuiApplication>
+#include <QPainter>
+#include <QProcess>
+#include <QRandomGenerator>
+#include <QScreen>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTimer>
+
+#include <opencv2/imgproc.hpp>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+struct Capture
+{
+    qint64 time = 0;
+    QList<QImage> images;
+    QList<cv::Mat> mats;
+    bool forced = false;
+};
+
+const SlidesSourceInfo ScreenInfo(
+    true, SlidesSourceInfo::IntervalScreenCapture, "IntervalScreenCapture"_ba, -1, u"Screens"_s);
+
+// A source and what it captured, received on this thread as a recording does.
+class RunningSource : public QObject
+{
+    Q_OBJECT
+
+public:
+    RunningSource()
+        : source(SlideSource::create(ScreenInfo))
+    {
+        connect(source.get(), &SlideSource::slidesCaptured, this,
+            [this](qint64 time, const QList<SlideImage>& slides, bool forced) {
+                Capture capture{ time, {}, {}, forced };
+                for (const SlideImage& slide : slides) {
+                    capture.images.append(slide.image);
+                    capture.mats.append(*slide.mat);
+                }
+                deleteMatrices(slides);
+                captures.append(capture);
+                emit captured();
+            });
+        source->start();
+    }
+    ~RunningSource() override
+    {
+        source->requestStop();
+        source->wait();
+        QCoreApplication::sendPostedEvents(this); // matrices on their way
+    }
+    void force() { QMetaObject::invokeMethod(source.get(), &SlideSource::captureSlide); }
+
+    std::unique_ptr<SlideSource> source;
+    QList<Capture> captures;
+
+signals:
+    void captured();
+};
+
+class TestedSource : public SlideSourceScreenInterval
+{
+public:
+    using SlideSourceScreenInterval::qImageToCvMat;
+    using SlideSourceScreenInterval::SlideSourceScreenInterval;
+};
+
+} // namespace
+
+class SlideSourceScreenIntervalTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void framesShowTheScreensInQtsOrder();
+    void frozenAndForced();
+    void stopBeforeStart();
+    void monitorsComeAndGoDuringCapture();
+    void conversion_data();
+    void conversion();
+
+private:
+    void setMonitor(const QString& name, const QString& geometry, const QString& output);
+    void removeMonitor(const QString& name);
+
+    QImage m_wallpaper;
+};
+
+void SlideSourceScreenIntervalTest::setMonitor(
+    const QString& name, const QString& geometry, const QString& output)
+{
+    QCOMPARE(QProcess::execute(u"xrandr"_s, { u"--setmonitor"_s, name, geometry, output }), 0);
+}
+
+void SlideSourceScreenIntervalTest::removeMonitor(const QString& name)
+{
+    QCOMPARE(QProcess::execute(u"xrandr"_s, { u"--delmonitor"_s, name }), 0);
+}
+
+void SlideSourceScreenIntervalTest::initTestCase()
+{
+    m_wallpaper = QImage(3840, 1080, QImage::Format_RGB32);
+    quint32 seed = 1;
+    for (int y = 0; y < m_wallpaper.height(); ++y) {
+        auto* line = reinterpret_cast<QRgb*>(m_wallpaper.scanLine(y));
+        for (int x = 0; x < m_wallpaper.width(); ++x)
+            line[x] = 0xff000000 | ((seed = seed * 1664525 + 1013904223) >> 8);
+    }
+    const QTemporaryDir dir;
+    QVERIFY(m_wallpaper.save(dir.filePath(u"wallpaper.bmp"_s)));
+    // Its exit code is 1 even when it has done its work; the pixels are compared below.
+    QProcess::execute(u"display"_s, { u"-window"_s, u"root"_s, dir.filePath(u"wallpaper.bmp"_s) });
+    setMonitor(u"LEFT"_s, u"1920/508x1080/286+0+0"_s, u"screen"_s);
+    setMonitor(u"RIGHT"_s, u"1920/508x1080/286+1920+0"_s, u"none"_s);
+    QTRY_COMPARE(QGuiApplication::screens().size(), 2);
+}
+
+void SlideSourceScreenIntervalTest::framesShowTheScreensInQtsOrder()
+{
+    RunningSource running;
+    QSignalSpy captured(&running, &RunningSource::captured);
+    QVERIFY(captured.wait());
+    // The first capture comes one interval after the clock has started.
+    QVERIFY2(running.captures[0].time >= 1000 && running.captures[0].time < 1500,
+        qPrintable(QString::number(running.captures[0].time)));
+
+    // A new primary monitor comes first in Qt's list, and so in the frames.
+    setMonitor(u"*FRONT"_s, u"1920/508x1080/286+960+0"_s, u"none"_s);
+    QTRY_COMPARE(QGuiApplication::screens().size(), 3);
+    QTRY_COMPARE(QGuiApplication::screens().first()->name(), u"FRONT"_s);
+    running.captures.clear();
+    running.force();
+    QVERIFY(captured.wait());
+
+    const Capture capture = running.captures.takeFirst();
+    QVERIFY(capture.forced);
+    const QList<QScreen*> screens = QGuiApplication::screens();
+    QCOMPARE(capture.images.size(), screens.size());
+    QCOMPARE(running.source->slidesResolutions().size(), screens.size());
+    for (qsizetype i = 0; i < screens.size(); ++i) {
+        QCOMPARE(capture.images[i], m_wallpaper.copy(screens[i]->geometry()));
+        cv::Mat expected;
+        cv::cvtColor(cv::Mat(1080, 1920, CV_8UC4, const_cast<uchar*>(capture.images[i].bits()),
+                         size_t(capture.images[i].bytesPerLine())),
+            expected, cv::COLOR_BGRA2BGR);
+        QCOMPARE(cv::norm(capture.mats[i], expected), 0.0);
+        QCOMPARE(running.source->slidesResolutions()[i].toMap(),
+            (QVariantMap{ { u"width"_s, 1920.0 }, { u"height"_s, 1080.0 } }));
+    }
+    removeMonitor(u"FRONT"_s);
+    QTRY_COMPARE(QGuiApplication::screens().size(), 2);
+}
+
+void SlideSourceScreenIntervalTest::frozenAndForced()
+{
+    RunningSource frozen;
+    QSignalSpy frozenChanged(frozen.source.get(), &SlideSource::slidesFrozenChanged);
+    QMetaObject::invokeMethod(frozen.source.get(), &SlideSource::freezeSlides);
+    QTRY_COMPARE(frozenChanged.size(), 2); // the initial state, then the toggle
+    QVERIFY(frozen.source->slidesFrozen());
+
+    // A second source is the clock: what is frozen stays silent for two of its intervals.
+    RunningSource other;
+    QSignalSpy otherCaptured(&other, &RunningSource::captured);
+    QVERIFY(otherCaptured.wait());
+    QVERIFY(otherCaptured.wait());
+    QCOMPARE(frozen.captures.size(), 0);
+    frozen.force();
+    QTRY_COMPARE(frozen.captures.size(), 1);
+    QVERIFY(frozen.captures[0].forced);
+
+    // A forced capture between two ticks moves the next tick a full interval away.
+    other.captures.clear();
+    QTimer::singleShot(600, &other, [&other] { other.force(); });
+    QVERIFY(otherCaptured.wait());
+    QVERIFY(otherCaptured.wait());
+    QVERIFY(other.captures[0].forced && !other.captures[1].forced);
+    QVERIFY(other.captures[1].time - other.captures[0].time >= 1000);
+
+    QMetaObject::invokeMethod(frozen.source.get(), &SlideSource::freezeSlides);
+    QTRY_COMPARE(frozen.captures.size(), 2);
+    QVERIFY(!frozen.captures[1].forced);
+}
+
+void SlideSourceScreenIntervalTest::stopBeforeStart()
+{
+    const std::unique_ptr<SlideSource> source(SlideSource::create(ScreenInfo));
+    QSignalSpy stopped(source.get(), &SlideSource::stopped);
+    source->requestStop();
+    source->start();
+    QVERIFY(source->wait(5000));
+    QCOMPARE(stopped.size(), 1);
+}
+
+void SlideSourceScreenIntervalTest::monitorsComeAndGoDuringCapture()
+{
+    RunningSource running;
+    qsizetype screens = 0; // of the latest capture
+    connect(&running, &RunningSource::captured, &running, [&] {
+        screens = running.captures.takeLast().images.size();
+        QVERIFY(screens == 2 || screens == 3);
+        running.force();
+    });
+    running.force();
+    for (int cycle = 0; cycle < 25; ++cycle) {
+        for (qsizetype count : { 3, 2 }) {
+            if (count == 3)
+                setMonitor(u"THIRD"_s, u"640/170x480/127+100+100"_s, u"none"_s);
+            else
+                removeMonitor(u"THIRD"_s);
+            QTRY_COMPARE(QGuiApplication::screens().size(), count);
+            QTRY_COMPARE(screens, count);
+        }
+    }
+}
+
+void SlideSourceScreenIntervalTest::conversion_data()
+{
+    QTest::addColumn<QImage::Format>("format");
+    QTest::addColumn<int>("channels"); // 0: empty matrix
+    QTest::addColumn<int>("errors");
+    QTest::newRow("screens") << QImage::Format_RGB32 << 3 << 0;
+    QTest::newRow("alpha") << QImage::Format_ARGB32 << 0 << 0;
+    QTest::newRow("premultiplied alpha") << QImage::Format_ARGB32_Premultiplied << 0 << 0;
+    QTest::newRow("packed RGB") << QImage::Format_RGB888 << 3 << 0;
+    QTest::newRow("grey") << QImage::Format_Grayscale8 << 4 << 1;
+    QTest::newRow("16 bit colour") << QImage::Format_RGB16 << 4 << 1;
+    QTest::newRow("no image") << QImage::Format_Invalid << 0 << 0;
+}
+
+void SlideSourceScreenIntervalTest::conversion()
+{
+    QFETCH(QImage::Format, format);
+    QFETCH(int, channels);
+    QFETCH(int, errors);
+    TestedSource source(ScreenInfo);
+    QSignalSpy captureError(&source, &SlideSource::captureError);
+    QImage image(7, 3, format); // odd: lines are padded
+    image.fill(Qt::black);
+    if (!image.isNull())
+        image.setPixelColor(6, 2, format == QImage::Format_Grayscale8 ? Qt::white : Qt::red);
+    if (errors)
+        QTest::ignoreMessage(QtWarningMsg,
+            QRegularExpression(u"^\\[SlideSourceScreenInterval\\] unhandled screenshot image "
+                               "format Format_"_s));
+    const std::unique_ptr<cv::Mat> mat(source.qImageToCvMat(image));
+    QCOMPARE(captureError.size(), errors);
+    QCOMPARE(mat->empty() ? 0 : mat->channels(), channels);
+    if (channels == 0)
+        return;
+    QCOMPARE(QSize(mat->cols, mat->rows), image.size());
+    const uchar* pixel = mat->ptr(2, 6);
+    QCOMPARE(QColor(pixel[2], pixel[1], pixel[0]), image.pixelColor(6, 2));
+    QCOMPARE(mat->ptr(0, 0)[2], 0);
+}
+
+QTEST_MAIN(SlideSourceScreenIntervalTest)
+#include "SlideSourceScreenIntervalTest.moc"
