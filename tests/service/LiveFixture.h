@@ -1,0 +1,96 @@
+#pragma once
+
+#include "service/TestCertificates.h"
+#include "service/TestService.h"
+#include "web/WebApi.h"
+
+#include <QMutex>
+#include <QSignalSpy>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <memory>
+
+/// Collects everything that is logged in this process, for tests that search it.
+class LogCapture
+{
+public:
+    LogCapture() { s_previous = qInstallMessageHandler(&LogCapture::handle); }
+    ~LogCapture() { qInstallMessageHandler(s_previous); }
+    [[nodiscard]] static QString text()
+    {
+        QMutexLocker lock(&s_mutex);
+        return s_text;
+    }
+
+private:
+    static void handle(QtMsgType type, const QMessageLogContext& context, const QString& message)
+    {
+        {
+            QMutexLocker lock(&s_mutex);
+            s_text += message + u'\n';
+        }
+        s_previous(type, context, message);
+    }
+
+    static inline QMutex s_mutex;
+    static inline QString s_text;
+    static inline QtMessageHandler s_previous = nullptr;
+};
+
+/// Reaches the time limits, which only tests change.
+struct WebApiLimits : WebApi
+{
+    static void set(WebApi* api, std::chrono::milliseconds silence, std::chrono::milliseconds total)
+    {
+        (api->*&WebApiLimits::setTimeLimits)(silence, total);
+    }
+};
+
+/// A service with TLS on loopback, trusted by this process and used by WebApi::instance(). Make it
+/// before anything calls WebApi::instance(), after the QCoreApplication, once in a program.
+class LiveFixture
+{
+public:
+    LiveFixture()
+    {
+        const auto certificates = TestCertificates::create(directory.path());
+        if (!certificates)
+            qFatal("no certificates");
+        certificates->trustInThisProcess();
+        tls = certificates->serverConfiguration();
+        restart();
+        qputenv("PODIUMCAST_SERVICE_URL", url());
+    }
+
+    /// A new service, on the same port as the one before.
+    void restart()
+    {
+        const quint16 port = service ? service->port() : 0;
+        service = std::make_unique<TestService>(account);
+        if (!service->listenTls(tls, port))
+            qFatal("the service cannot listen");
+    }
+
+    [[nodiscard]] QByteArray url() const
+    {
+        return "https://localhost:" + QByteArray::number(service->port());
+    }
+
+    /// Logs in with the right password; false when that fails.
+    [[nodiscard]] bool login() const
+    {
+        QSignalSpy successful(WebApi::instance(), &WebApi::loginSuccessful);
+        WebApi::instance()->login(account.email, account.password);
+        return successful.wait();
+    }
+
+    const TestService::Account account{ QStringLiteral("ada@podiumcast.example"),
+        QStringLiteral("pass-Wort 1843"), QStringLiteral("token-7f3a"), QStringLiteral("slides"),
+        QStringLiteral("streams/%1/v%2/"), QStringLiteral("AKIDTEST"),
+        QStringLiteral("secret-key-91"), QStringLiteral("session-token-55") };
+    QTemporaryDir directory;
+    QSslConfiguration tls;
+    std::unique_ptr<TestService> service;
+};

@@ -1,0 +1,145 @@
+#include "web/VMixApiPoller.h"
+#include "service/LiveFixture.h"
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+using Fault = HttpTestServer::Fault;
+
+namespace {
+
+struct QuickPoller : VMixApiPoller
+{
+    QuickPoller() { setTimeLimit(300ms); }
+};
+
+const auto path = u"/api/"_s;
+
+} // namespace
+
+class VMixApiPollerTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init()
+    {
+        m_switcher = std::make_unique<TestSwitcher>();
+        QVERIFY(m_switcher->listenPlain());
+        m_endpoint = u"http://127.0.0.1:%1/api/"_s.arg(m_switcher->port());
+    }
+    void startPollsAtOnceAndStopForgets();
+    void errorStaysAfterSuccess_data();
+    void errorStaysAfterSuccess();
+    void addressesThatAreNotPolled_data();
+    void addressesThatAreNotPolled();
+    void slowSwitcherIsNotBuried();
+    void lateAnswersChangeNothing();
+
+private:
+    std::unique_ptr<TestSwitcher> m_switcher;
+    QString m_endpoint;
+};
+
+void VMixApiPollerTest::startPollsAtOnceAndStopForgets()
+{
+    VMixApiPoller poller;
+    QVERIFY(!poller.lastPollAt().isValid());
+    poller.start(m_endpoint, 3'600'000);
+    QVERIFY(poller.lastPollAt().isValid());
+    QTRY_VERIFY(poller.lastPollSuccessAt().isValid());
+    QVERIFY2(poller.xml().contains(u"<title>Übergang</title><reads>1</reads>"_s),
+        qPrintable(poller.xml()));
+    QCOMPARE(poller.lastPollAt().timeSpec(), Qt::UTC);
+
+    poller.start(m_endpoint, 0); // restarts, and does not poll in a tight loop
+    const QDateTime before = QDateTime::currentDateTimeUtc();
+    QTRY_VERIFY(m_switcher->requests().size() >= 5);
+    QVERIFY(before.msecsTo(m_switcher->requests().at(4).at) >= 250);
+
+    poller.stop();
+    QVERIFY(!poller.lastPollAt().isValid() && !poller.lastPollSuccessAt().isValid());
+    QCOMPARE(poller.xml() + poller.lastError(), QString());
+}
+
+void VMixApiPollerTest::errorStaysAfterSuccess_data()
+{
+    QTest::addColumn<Fault>("fault");
+    QTest::addColumn<QString>("error");
+    QTest::newRow("500") << Fault::ServerError
+                         << u"Polling vMix API failed: 401 (Error transferring "_s;
+    QTest::newRow("50 MB") << Fault::Huge
+                           << u"Polling vMix API failed: 5 (the answer is too large)."_s;
+    QTest::newRow("hang") << Fault::Hang
+                          << u"Polling vMix API failed: 5 (no complete answer in time)."_s;
+    QTest::newRow("trickle") << Fault::Trickle
+                             << u"Polling vMix API failed: 5 (no complete answer in time)."_s;
+    QTest::newRow("reset") << Fault::Reset << u"Polling vMix API failed: 2 ("_s;
+}
+
+void VMixApiPollerTest::errorStaysAfterSuccess()
+{
+    QFETCH(Fault, fault);
+    QFETCH(QString, error);
+    QuickPoller poller;
+    QSignalSpy errors(&poller, &VMixApiPoller::pollingError);
+    m_switcher->setFault(path, fault); // for every try: Qt repeats some requests by itself
+    poller.start(m_endpoint, 1000);
+    QVERIFY(errors.wait());
+    m_switcher->setFault(path, Fault::None);
+    QVERIFY2(errors.at(0).at(0).toString().startsWith(error), qPrintable(poller.lastError()));
+    QCOMPARE(poller.lastError(), errors.at(0).at(0).toString());
+    QCOMPARE(poller.xml(), QString());
+    QTRY_VERIFY(!poller.xml().isEmpty());
+    QVERIFY(poller.lastPollSuccessAt().isValid());
+    QCOMPARE(poller.lastError(), errors.at(0).at(0).toString());
+    QCOMPARE(errors.size(), 1);
+}
+
+void VMixApiPollerTest::addressesThatAreNotPolled_data()
+{
+    QTest::addColumn<QString>("endpoint");
+    QTest::newRow("file") << u"file:///etc/hostname"_s;
+    QTest::newRow("no scheme") << u"127.0.0.1:8088/api/"_s;
+    QTest::newRow("empty") << QString();
+    QTest::newRow("data") << u"data:text/xml,<vmix/>"_s;
+}
+
+void VMixApiPollerTest::addressesThatAreNotPolled()
+{
+    QFETCH(QString, endpoint);
+    VMixApiPoller poller;
+    poller.start(endpoint, 5000);
+    QVERIFY2(poller.lastError().contains(u"http://"_s), qPrintable(poller.lastError()));
+}
+
+void VMixApiPollerTest::slowSwitcherIsNotBuried()
+{
+    VMixApiPoller poller;
+    m_switcher->setFault(path, Fault::Hang);
+    poller.start(m_endpoint, 100);
+    QTRY_COMPARE(m_switcher->requests().size(), 2);
+    QTest::qWait(500); // five more ticks that must not ask
+    QCOMPARE(m_switcher->requests().size(), 2);
+}
+
+void VMixApiPollerTest::lateAnswersChangeNothing()
+{
+    LogCapture log;
+    VMixApiPoller poller;
+    QSignalSpy errors(&poller, &VMixApiPoller::pollingError);
+    m_switcher->setFault(path, Fault::Late, 1);
+    m_switcher->setXml(u"<late/>"_s);
+    poller.start(m_endpoint, 3'600'000);
+    QTRY_COMPARE(m_switcher->requests().size(), 1);
+    poller.stop();
+    m_switcher->setXml(u"<new/>"_s);
+    poller.start(QString(m_endpoint).replace(u"127"_s, u"u:hunter2@127"_s), 3'600'000);
+    QTRY_COMPARE(poller.xml(), u"<new/>"_s);
+    QTest::qWait(500); // longer than the late answer takes
+    QCOMPARE(poller.xml(), u"<new/>"_s);
+    QCOMPARE(errors.size(), 0);
+    QVERIFY(!LogCapture::text().contains(u"hunter2"_s));
+}
+
+QTEST_GUILESS_MAIN(VMixApiPollerTest)
+#include "VMixApiPollerTest.moc"
