@@ -46,6 +46,10 @@ struct WebApiLimits : WebApi
     {
         (api->*&WebApiLimits::setTimeLimits)(silence, total);
     }
+    static qsizetype inFlight(const WebApi* api)
+    {
+        return (api->*&WebApiLimits::requestsInFlight)();
+    }
 };
 
 /// A service with TLS on loopback, trusted by this process and used by WebApi::instance(). Make it

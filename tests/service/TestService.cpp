@@ -249,5 +249,12 @@ HttpTestServer::Answer TestSwitcher::answer(Request& request)
 {
     if (request.method != "GET"_L1 || request.path != "/api/"_L1)
         return { StatusCode::NotFound, {} };
-    return { StatusCode::Ok, m_xml.arg(++m_reads).toUtf8(), "application/xml" };
+    return { StatusCode::Ok, QString(m_xml).replace("%1"_L1, QString::number(++m_reads)).toUtf8(),
+        "application/xml" };
+}
+
+HttpTestServer::Answer TestBucket::answer(Request& request)
+{
+    request.problems.clear(); // slides are no JSON
+    return { request.method == "PUT"_L1 ? StatusCode::Ok : StatusCode::MethodNotAllowed, {} };
 }

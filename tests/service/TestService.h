@@ -79,3 +79,15 @@ private:
                                    "<title>Übergang</title><reads>%1</reads></vmix>");
     int m_reads = 0;
 };
+
+/// Takes every upload as it comes, for tests in which the store itself is not the point.
+class TestBucket : public HttpTestServer
+{
+    Q_OBJECT
+
+public:
+    using HttpTestServer::HttpTestServer;
+
+protected:
+    Answer answer(Request& request) override;
+};

@@ -9,7 +9,7 @@ namespace {
 
 struct QuickPoller : VMixApiPoller
 {
-    QuickPoller() { setTimeLimit(300ms); }
+    QuickPoller() { setTimeLimit(900ms); }
 };
 
 const auto path = u"/api/"_s;
@@ -83,7 +83,7 @@ void VMixApiPollerTest::errorStaysAfterSuccess()
     QuickPoller poller;
     QSignalSpy errors(&poller, &VMixApiPoller::pollingError);
     m_switcher->setFault(path, fault); // for every try: Qt repeats some requests by itself
-    poller.start(m_endpoint, 1000);
+    poller.start(m_endpoint, 1500);
     QVERIFY(errors.wait());
     m_switcher->setFault(path, Fault::None);
     QVERIFY2(errors.at(0).at(0).toString().startsWith(error), qPrintable(poller.lastError()));
