@@ -212,7 +212,9 @@ bool Presentation::saveXml() const
     QSaveFile file(m_dir.absoluteFilePath(XmlFileName));
     if (file.open(QIODevice::WriteOnly | QIODevice::Text)) {
         QTextStream stream(&file);
-        document.save(stream, 4, QDomNode::EncodingFromTextStream);
+        // Told to take the encoding from the stream, Qt would write a processing instruction of its
+        // own.
+        document.save(stream, 4, QDomNode::EncodingFromDocument);
         stream.flush();
         if (stream.status() == QTextStream::Ok && file.commit())
             return true;

@@ -1,0 +1,199 @@
+#include "app/Application.h"
+
+#include "app/Logging.h"
+#include "app/WorkDirectory.h"
+#include "settings/LiveStreamSettings.h"
+#include "settings/LoginSettings.h"
+#include "settings/NetworkSettings.h"
+#include "settings/RecorderSettings.h"
+#include "ui/MainWindow.h"
+
+#include <QCoreApplication>
+#include <QDebug>
+#include <QDir>
+#include <QEventLoop>
+#include <QFileInfo>
+#include <QTimer>
+
+#include <utility>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+Application* applicationInstance = nullptr;
+
+// At quit a recording is finished first. Local files take a second or two; the bound is for a
+// storage server that does not answer while slides wait for their upload.
+constexpr int FinishTimeoutMs = 60'000;
+
+QString workDir()
+{
+    return QCoreApplication::instance()->property("workDir").toString();
+}
+
+} // namespace
+
+Application::Application(QObject* parent)
+    : QObject(parent)
+    , m_recorder(nullptr)
+{
+    applicationInstance = this;
+}
+
+Application::~Application() = default;
+
+Application* Application::instance()
+{
+    return applicationInstance;
+}
+
+void Application::run()
+{
+    initializeWorkDir();
+    LiveStreamSettings::instance()->load();
+    LoginSettings::instance()->load();
+    RecorderSettings::instance()->load();
+    NetworkSettings::instance()->load();
+
+    m_mainWindow = new MainWindow(this);
+    m_mainWindow->run();
+
+    connectRecorder();
+    connectWindow();
+    connectQuit();
+}
+
+void Application::initializeWorkDir()
+{
+    QCoreApplication* application = QCoreApplication::instance();
+    application->setProperty(
+        "workDir", WorkDirectory::settle(QCoreApplication::applicationDirPath()));
+    Logging::instance()->setLogDirectory(workDir());
+    qDebug() << "[Application]"
+             << "working directory set to" << application->property("workDir");
+}
+
+void Application::connectRecorder()
+{
+    connect(&m_recorder, &Recorder::recordingError, m_mainWindow, &MainWindow::errorMessage);
+    connect(&m_recorder, &Recorder::started, this, [this] {
+        m_recorderStarted = true;
+        m_mainWindow->setRecording(true);
+        m_mainWindow->showSlides({});
+        if (m_recorder.isLiveStream()) {
+            m_mainWindow->setLiveStream(true);
+            m_mainWindow->setLiveStreamDetails(
+                m_recorder.liveStreamPresentationId(), m_recorder.liveStreamPresentationTitle());
+        } else {
+            m_mainWindow->setLiveStreamDetails(QString(), m_recorder.liveStreamPresentationTitle());
+            m_mainWindow->setLiveStream(false);
+        }
+    });
+    connect(&m_recorder, &Recorder::stopped, this, [this] { onRecorderStopped(); });
+    connect(&m_recorder, &Recorder::slidesCapturedSignal, this,
+        [this](const QList<QImage>& images) { m_mainWindow->showSlides(images); });
+    connect(&m_recorder, &Recorder::slidesFrozenChanged, this,
+        [this] { m_mainWindow->setSlidesFrozen(m_recorder.slidesFrozen()); });
+    connect(&m_recorder, &Recorder::slidesResolutionsChanged, this,
+        [this] { m_mainWindow->setSlidesResolutions(m_recorder.slidesResolutions()); });
+    connect(&m_recorder, &Recorder::slidesCapturedChanged, this,
+        [this] { m_mainWindow->setSlidesCaptured(m_recorder.slidesCaptured()); });
+    connect(&m_recorder, &Recorder::slidesSavedChanged, this,
+        [this] { m_mainWindow->setSlidesSaved(m_recorder.slidesSaved()); });
+    connect(&m_recorder, &Recorder::mousePositionChanged, this, [this] {
+        m_mainWindow->setMousePositionX(m_recorder.mousePositionX());
+        m_mainWindow->setMousePositionY(m_recorder.mousePositionY());
+    });
+
+    // Whatever went wrong before the start was told by whoever met it.
+    connect(&m_recorder, &Recorder::recordingError, this, [this] {
+        if (!m_recorderStarted)
+            m_startFailureTold = true;
+    });
+}
+
+void Application::connectWindow()
+{
+    connect(m_mainWindow, &MainWindow::startLiveStream, this,
+        [this](bool connectToExisting, const QString& presentationId) {
+            start(true, connectToExisting, presentationId);
+        });
+    connect(m_mainWindow, &MainWindow::startRecording, this,
+        [this] { start(false, false, QString()); });
+    connect(m_mainWindow, &MainWindow::stopRecording, this, [this] {
+        m_stopRequested = true;
+        m_recorder.requestStop();
+    });
+    connect(m_mainWindow, &MainWindow::freezeSlides, this, [this] { m_recorder.freezeSlides(); });
+    connect(m_mainWindow, &MainWindow::captureSlide, this, [this] { m_recorder.captureSlide(); });
+}
+
+void Application::connectQuit()
+{
+    connect(m_mainWindow, &MainWindow::quitRequested, this, &Application::quit);
+    // Before the settings are saved and the window goes: quit() does this earlier and with the
+    // window open, but a session may also end the event loop directly.
+    connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit, this,
+        &Application::finishRecording);
+    connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit, LoginSettings::instance(),
+        [] { LoginSettings::instance()->save(); });
+}
+
+void Application::start(
+    bool liveStream, bool connectToExistingLiveStream, const QString& presentationId)
+{
+    m_recorderStarted = false;
+    m_stopRequested = false;
+    m_startFailureTold = false;
+    m_recorder.requestStart(liveStream, connectToExistingLiveStream, presentationId);
+    if (m_recorder.state() != Recorder::Stopped)
+        return;
+
+    const QString directory = QDir::toNativeSeparators(workDir());
+    if (!QFileInfo(workDir()).isDir())
+        m_mainWindow->showStartFailed(
+            tr("The recording was not started: the folder %1 does not exist.").arg(directory));
+    else
+        m_mainWindow->showStartFailed(
+            tr("The recording was not started: no folder for it could be made in %1. Check that "
+               "you may write there and that the disk is not full, wait a second and try again.")
+                .arg(directory));
+}
+
+void Application::onRecorderStopped()
+{
+    if (!m_recorderStarted && !m_stopRequested && !std::exchange(m_startFailureTold, true))
+        emit m_mainWindow->errorMessage(
+            tr("The recording was not started: the slide source \"%1\" cannot be used. Choose "
+               "another slide source in the settings.")
+                .arg(RecorderSettings::instance()->selectedSlideSource().name()));
+    m_mainWindow->setRecording(false);
+    m_mainWindow->showSlides({});
+    m_mainWindow->reloadPresentations();
+    if (m_quitting)
+        QCoreApplication::quit();
+}
+
+void Application::quit()
+{
+    // Asked twice: the operator does not want to wait for what is left.
+    if (m_recorder.state() == Recorder::Stopped || std::exchange(m_quitting, true)) {
+        QCoreApplication::quit();
+        return;
+    }
+    m_stopRequested = true;
+    m_recorder.requestStop();
+}
+
+void Application::finishRecording()
+{
+    if (m_recorder.state() == Recorder::Stopped)
+        return;
+    m_stopRequested = true;
+    QEventLoop loop;
+    connect(&m_recorder, &Recorder::stopped, &loop, &QEventLoop::quit);
+    QTimer::singleShot(FinishTimeoutMs, &loop, &QEventLoop::quit);
+    m_recorder.requestStop();
+    loop.exec();
+}

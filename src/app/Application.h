@@ -1,0 +1,48 @@
+#pragma once
+
+#include "recording/Recorder.h"
+
+#include <QObject>
+#include <QString>
+
+class MainWindow;
+
+/// The switchboard: decides the work directory, loads the settings, creates the window and connects
+/// it with the recorder. One object per process; main thread.
+class Application : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit Application(QObject* parent = nullptr);
+    ~Application() override;
+
+    static Application* instance();
+
+public slots:
+    /// The start-up that needs a running event loop.
+    void run();
+
+    /// Ends the program; a recording under way is finished first.
+    void quit();
+
+private:
+    static void initializeWorkDir();
+
+    void connectRecorder();
+    void connectWindow();
+    void connectQuit();
+
+    void start(bool liveStream, bool connectToExistingLiveStream, const QString& presentationId);
+    void onRecorderStopped();
+    void finishRecording();
+
+    MainWindow* m_mainWindow = nullptr; ///< child object
+    Recorder m_recorder;
+
+    // What the words for a start that failed depend on.
+    bool m_recorderStarted = false;
+    bool m_stopRequested = false;
+    bool m_startFailureTold = false;
+    bool m_quitting = false;
+};

@@ -1,0 +1,50 @@
+#include "app/qMain.h"
+
+#include <QCoreApplication>
+#include <QSocketNotifier>
+
+#include <csignal>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace {
+
+int signalSockets[2] = { -1, -1 };
+
+// Only async-signal-safe calls here: the byte wakes the event loop, which does the work.
+void onSignal(int)
+{
+    const char byte = 1;
+    const ssize_t written = write(signalSockets[0], &byte, sizeof byte);
+    static_cast<void>(written);
+}
+
+// A session that ends, or "kill", ends the program like a closed window: a recording under way is
+// finished first.
+void quitOnSignals()
+{
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, signalSockets) != 0)
+        return;
+    auto* notifier = new QSocketNotifier(
+        signalSockets[1], QSocketNotifier::Read, QCoreApplication::instance());
+    QObject::connect(notifier, &QSocketNotifier::activated, notifier, [notifier] {
+        notifier->setEnabled(false);
+        QCoreApplication::quit();
+    });
+
+    struct sigaction action = {};
+    action.sa_handler = onSignal;
+    sigemptyset(&action.sa_mask);
+    action.sa_flags = SA_RESTART;
+    for (const int number : { SIGTERM, SIGINT, SIGHUP })
+        sigaction(number, &action, nullptr);
+}
+
+} // namespace
+
+Q_COREAPP_STARTUP_FUNCTION(quitOnSignals)
+
+int main(int argc, char** argv)
+{
+    return qMain(argc, argv);
+}

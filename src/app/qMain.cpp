@@ -1,0 +1,34 @@
+#include "app/qMain.h"
+
+#include "BuildConfig.h"
+#include "app/Application.h"
+#include "app/Logging.h"
+#include "slidesource/SlideImage.h"
+
+#include <QGuiApplication>
+#include <QMetaType>
+#include <QQuickWindow>
+#include <QTimer>
+
+using namespace Qt::StringLiterals;
+
+int qMain(int argc, char** argv)
+{
+    // Of OpenCV's capture back-ends DirectShow first: its device order is the one that is listed.
+    qputenv("OPENCV_VIDEOIO_PRIORITY_LIST", "DSHOW,MSMF");
+    qInstallMessageHandler(messageHandler);
+
+    QCoreApplication::setApplicationName(u"PodiumcastRecorder"_s);
+    QCoreApplication::setApplicationVersion(QStringLiteral(PODIUMCAST_VERSION));
+    QCoreApplication::setOrganizationName(u"Podiumcast"_s);
+    QCoreApplication::setOrganizationDomain(QStringLiteral(PODIUMCAST_SERVICE_HOST));
+
+    QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
+    qRegisterMetaType<cv::Mat>("cv::Mat");
+    qRegisterMetaType<QList<SlideImage>>("QList<SlideImage>");
+
+    QGuiApplication guiApplication(argc, argv);
+    Application application(nullptr);
+    QTimer::singleShot(0, &application, &Application::run);
+    return QGuiApplication::exec();
+}

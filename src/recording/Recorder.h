@@ -1,0 +1,92 @@
+#pragma once
+
+#include "recorders/AudioRecorder.h"
+#include "recorders/MouseRecorder.h"
+#include "recorders/ScreenGeometryRecorder.h"
+#include "recording/SlideRecorder.h"
+
+#include <QDateTime>
+#include <QImage>
+#include <QList>
+#include <QObject>
+#include <QString>
+#include <QStringList>
+#include <QVariant>
+
+class Presentation;
+
+/// Runs one recording at a time: makes its presentation, starts the recorders in the order that
+/// gives them one time origin, and reports the end when every one of them has stopped.
+/// Lives on the main thread; the recorders it holds do their heavy work on threads of their own.
+class Recorder : public QObject
+{
+    Q_OBJECT
+    Q_PROPERTY(Recorder::State state READ state NOTIFY property_stateChanged)
+
+public:
+    enum State { Stopped = 0, Started = 1, Stopping = 2, Starting = 3 };
+    Q_ENUM(State)
+
+    explicit Recorder(QObject* parent = nullptr);
+
+    [[nodiscard]] State state() const { return m_state; }
+    [[nodiscard]] bool isLiveStream() const { return m_slideRecorder.isLiveStream(); }
+    [[nodiscard]] QString liveStreamPresentationId() const;
+    [[nodiscard]] QString liveStreamPresentationTitle() const;
+    [[nodiscard]] bool slidesFrozen() const { return m_slideRecorder.slidesFrozen(); }
+    [[nodiscard]] QVariantList slidesResolutions() const;
+    [[nodiscard]] qint64 slidesCaptured() const { return m_slideRecorder.slidesCaptured(); }
+    [[nodiscard]] qint64 slidesSaved() const { return m_slideRecorder.slidesSaved(); }
+    [[nodiscard]] qint64 mousePositionX() const { return m_mouseRecorder.positionX(); }
+    [[nodiscard]] qint64 mousePositionY() const { return m_mouseRecorder.positionY(); }
+
+signals:
+    void started();
+    void stopped();
+    void slidesCapturedSignal(const QList<QImage>& images);
+    void presentationCreated(Presentation* presentation);
+    void property_stateChanged(Recorder::State state);
+    void recordingError(const QString& message);
+    void slidesFrozenChanged();
+    void slidesResolutionsChanged();
+    void slidesCapturedChanged();
+    void slidesSavedChanged();
+    void mousePositionChanged();
+
+public slots:
+    /// Starts a recording. When no presentation can be made, returns with the state unchanged and
+    /// without a signal. Ignored while a recording is under way.
+    void requestStart(
+        bool liveStream, bool connectToExistingLiveStream, const QString& livestreamPresentationId);
+    /// Also while starting; stopped() follows when every recorder has stopped.
+    void requestStop();
+    void freezeSlides();
+    void captureSlide();
+    void slideRecorderStarted();
+    void slideRecorderStopped();
+    void audioRecorderStarted();
+    void audioRecorderStopped();
+    void mouseRecorderStopped();
+    void screenGeometryRecorderStopped();
+    void checkStart();
+    void start();
+    void checkStop();
+    void stop();
+
+private:
+    void setState(State state);
+    void connectSlideRecorder();
+    void connectSideRecorders();
+    void sideRecorderStarted();
+    [[nodiscard]] bool isEnding() const;
+
+    State m_state = Stopped;
+    /// The recording's presentation while it runs. Earlier ones stay this object's children.
+    Presentation* m_presentation = nullptr;
+    SlideRecorder m_slideRecorder;
+    AudioRecorder m_audioRecorder;
+    MouseRecorder m_mouseRecorder;
+    ScreenGeometryRecorder m_screenGeometryRecorder;
+    QDateTime m_recordingStart; ///< UTC; invalid when idle
+    QStringList m_recordingErrors;
+};
