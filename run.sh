@@ -6,7 +6,7 @@
 #   ./run.sh --demo [--deck DIR] [--seconds-per-slide S] [--output DIR]
 #     --deck DIR              PNG images, shown in name order (default: six that are drawn for it)
 #     --seconds-per-slide S   how long each is shown, 2 or more, fractions allowed (default: 4)
-#     --output DIR            receives the files of the presentation
+#     --output DIR            receives the directory of the presentation
 set -euo pipefail
 
 fail() { echo "run.sh: $*" >&2; exit 2; }
@@ -50,6 +50,7 @@ fi
 
 tools/install-dependencies.sh tools/packages.txt tools/packages-test.txt
 tools/build.sh dev --target PodiumcastRecorder DeckPlayer
-exec tests/harness/desktop.sh --audio -- python3 tests/demo/demo.py \
+export LC_ALL=C.UTF-8
+exec tests/harness/desktop.sh --audio -- /usr/bin/python3 tests/demo/demo.py \
     --recorder build/dev/src/app/PodiumcastRecorder --player build/dev/tests/demo/DeckPlayer \
     --deck "$deck" --seconds-per-slide "$seconds" --output "$output"

@@ -1,0 +1,248 @@
+"""Drives the real recorder on a virtual desktop as a person would: window, pointer, keyboard, clock.
+
+Shared by the demonstration, the end-to-end tests and the measurements. Everything runs inside
+tests/harness/desktop.sh. Times are milliseconds since the epoch, as the slide player gives them.
+"""
+import os
+import pathlib
+import re
+import shlex
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+
+import numpy
+
+WINDOW = "Podiumcast Recorder"
+TONE_HERTZ = 1000
+RECORD_BUTTON = (125, 92)            # in the window; a round image of 104 pixels
+STOP, OTHER = "d00026", "2a2840"     # colours of the push buttons on the recording screen
+
+
+signal.signal(signal.SIGTERM, lambda *_: sys.exit(143))  # so that `with` blocks clean up
+
+
+class Failure(Exception):
+    """What did not happen, in words for whoever reads the test's output."""
+
+
+def now():
+    return time.time() * 1000
+
+
+def run(*command, **options):
+    return subprocess.run([str(part) for part in command], check=True, text=True,
+                          stdout=subprocess.PIPE, **options).stdout
+
+
+def wait_for(what, condition, seconds=10):
+    """Returns the first true result of condition(); fails with `what` when none comes."""
+    end = time.monotonic() + seconds
+    while True:
+        result = condition()
+        if result:
+            return result
+        if time.monotonic() > end:
+            raise Failure(f"{what}: not within {seconds} s")
+        time.sleep(0.02)
+
+
+def sleep_until(moment):
+    time.sleep(max(0, (moment - now()) / 1000))
+
+
+class Helpers:
+    """The processes around the recorder; they end with the `with` block."""
+
+    def __init__(self, player=None):
+        self.directory = pathlib.Path(tempfile.mkdtemp(prefix="podiumcast-"))
+        self.processes = []
+        self.start("openbox", stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        wait_for("the window manager",
+                 lambda: "window id" in run("xprop", "-root", "_NET_SUPPORTING_WM_CHECK"))
+        self.player = player and self.start(player, stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                                            text=True, bufsize=1)
+
+    def start(self, *command, **options):
+        self.processes.append(subprocess.Popen([str(part) for part in command], **options))
+        return self.processes[-1]
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        for process in self.processes:
+            process.terminate()
+        for process in self.processes:
+            process.wait()
+        shutil.rmtree(self.directory, ignore_errors=True)
+
+    def slide(self, command):
+        """Has the player show or hide a picture; returns the two times around the change."""
+        self.player.stdin.write(command + "\n")
+        answer = self.player.stdout.readline().split()
+        if len(answer) != 3:
+            raise Failure(f"the player could not {command}")
+        return [int(answer[1]), int(answer[2])]
+
+    def play_tone(self, seconds=3600):
+        """Has the virtual microphone hear a sine; returns the time before it began."""
+        tone = self.directory / "tone.wav"
+        run("sox", "-n", "-r", 8000, "-c", 1, "-b", 16, tone, "synth", seconds, "sine", TONE_HERTZ,
+            "vol", 0.5)
+        begin = now()
+        self.start("paplay", "--device=mic", "--latency-msec=20", tone)
+        return begin
+
+
+def screenshot(path):
+    run("import", "-window", "root", "-define", "png:compression-level=1", path)
+
+
+class Pointer:
+    """The mouse; remembers where it was moved and when."""
+
+    def __init__(self):
+        self.moves = []
+
+    def move(self, x, y):
+        before = now()
+        run("xdotool", "mousemove", x, y)
+        self.moves.append([before, now(), x, y])
+
+    def click(self, x, y):
+        self.move(x, y)
+        run("xdotool", "click", 1)
+        return now()
+
+
+class Recorder:
+    """The recorder's process with its window and its directory of presentations."""
+
+    def __init__(self, command, work_dir, path_prefix="", **environment):
+        self.work_dir = pathlib.Path(work_dir)
+        self.work_dir.mkdir(parents=True, exist_ok=True)
+        self.pointer = Pointer()
+        self.log = self.work_dir.parent / "recorder.log"
+        self.begin = now()
+        self.process = subprocess.Popen(
+            shlex.split(command) if isinstance(command, str) else command,
+            stdout=self.log.open("w"), stderr=subprocess.STDOUT,
+            env={**os.environ, "QT_QUICK_BACKEND": "software", **environment,
+                 "PODIUMCAST_WORK_DIR": path_prefix + str(self.work_dir)})
+        self.window = wait_for("the recorder's window", self.find_window, 60)
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        if self.process.poll() is None:
+            self.process.kill()
+        self.process.wait()
+
+    def find_window(self):
+        if self.process.poll() is not None:
+            raise Failure(f"the recorder ended with {self.process.returncode}: "
+                          + self.output()[-2000:])
+        found = subprocess.run(["xdotool", "search", "--onlyvisible", "--name", f"^{WINDOW}$"],
+                               stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+        return found.stdout.split()[:1]
+
+    def geometry(self):
+        """x, y, width, height of the window's inside on the desktop."""
+        text = run("xdotool", "getwindowgeometry", "--shell", *self.window)
+        values = dict(re.findall(r"(\w+)=(-?\d+)", text))
+        return tuple(int(values[key]) for key in ("X", "Y", "WIDTH", "HEIGHT"))
+
+    def look(self, colour):
+        """The centres, on the desktop, of the push buttons of a colour, in reading order."""
+        x, y, width, height = self.geometry()
+        data = subprocess.run(["import", "-window", "root", "-crop", f"{width}x{height}+{x}+{y}",
+                               "+repage", "-depth", "8", "rgb:-"], check=True,
+                              stdout=subprocess.PIPE).stdout
+        if len(data) != width * height * 3:
+            return []
+        area = numpy.frombuffer(data, numpy.uint8).reshape(height, width, 3)
+        mask = (area == numpy.frombuffer(bytes.fromhex(colour), numpy.uint8)).all(axis=2)
+        found = []
+        for top, bottom in stretches(mask.any(axis=1)):
+            for left, right in stretches(mask[top:bottom].any(axis=0)):
+                tall, wide = bottom - top, right - left
+                if tall >= 20 and wide > 1.5 * tall and mask[top:bottom, left:right].mean() > 0.5:
+                    found.append((x + (left + right) // 2, y + (top + bottom) // 2))
+        return found
+
+    def presentations(self):
+        return {path.parent for path in self.work_dir.glob("*/presentation.xml")}
+
+    def start_recording(self):
+        """Clicks the record button; returns the presentation's directory once it is recording."""
+        # The devices are listed a second after the start; a person needs longer than that.
+        wait_for("the list of microphones", lambda: "loadSelectedAudioInput" in self.output())
+        x, y, *_ = self.geometry()
+        before = self.presentations()
+        self.pointer.click(x + RECORD_BUTTON[0], y + RECORD_BUTTON[1])
+        new = wait_for("a new presentation", lambda: self.presentations() - before)
+        presentation = new.pop()
+        wait_for("the first slide",
+                 lambda: (presentation / "timestamps_ms.txt").exists(), 20)
+        wait_for("the recording screen", lambda: self.look(STOP))
+        del self.pointer.moves[:]
+        return presentation
+
+    def prepare_keys(self):
+        """Freezes and unfreezes with the pointer; the button then has the keyboard's focus."""
+        self.freeze_button = wait_for("the freeze button", lambda: self.look(OTHER))[0]
+        for _ in range(2):
+            self.pointer.click(*self.freeze_button)
+            time.sleep(0.3)
+
+    def toggle_freeze(self):
+        run("xdotool", "key", "space")
+
+    def capture_slide(self):
+        run("xdotool", "key", "Tab")
+        pressed = now()
+        run("xdotool", "key", "space")
+        run("xdotool", "key", "shift+Tab")
+        return pressed
+
+    def stop_recording(self):
+        """Clicks the stop button; returns when it was pressed, once the recorder is idle again."""
+        x, y, *_ = self.geometry()
+        self.pointer.move(x + 7, y + 7)  # a button under the pointer has another colour
+        button = wait_for("the stop button", lambda: self.look(STOP))[0]
+        self.pointer.move(*button)
+        pressed = now()
+        run("xdotool", "click", 1)
+        wait_for("the recorder being idle", lambda: not self.look(STOP), 30)
+        return pressed
+
+    def close(self):
+        """Closes the window with the keyboard and waits for the program to end well."""
+        run("xdotool", "windowfocus", *self.window)
+        run("xdotool", "key", "alt+F4")
+        self.wait_for_end()
+
+    def wait_for_end(self):
+        wait_for("the end of the program", lambda: self.process.poll() is not None, 70)
+        if self.process.returncode != 0:
+            raise Failure(f"the recorder ended with {self.process.returncode}: {self.output()[-2000:]}")
+
+    def output(self):
+        """What the program logged: on its standard output, or else (Windows) in its log file."""
+        logs = [self.log, *sorted(self.work_dir.glob("*.log"))]
+        return next(filter(None, (log.read_text(errors="replace") for log in logs)), "")
+
+    def told(self):
+        """What the operator was told in the window, as the log has it."""
+        return re.findall(r"\[Application\] told the operator: (.*)", self.output())
+
+
+def stretches(flags):
+    """The (begin, end) of every run of true values."""
+    edges = numpy.flatnonzero(numpy.diff(numpy.concatenate(([0], flags.astype(int), [0]))))
+    return list(zip(edges[::2].tolist(), edges[1::2].tolist()))
