@@ -1,0 +1,208 @@
+#!/usr/bin/python3
+"""What the real recorder does on a real (virtual) desktop, one scenario a ctest entry.
+
+    scenarios.py SCENARIO --recorder PROGRAM --player PROGRAM [--seconds N]
+
+Runs inside tests/harness/desktop.sh --audio; see tests/e2e/CMakeLists.txt for the screens.
+"""
+import argparse
+import json
+import pathlib
+import re
+import shutil
+import signal
+import subprocess
+import sys
+import time
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "demo"))
+from check_presentation import numbers  # noqa: E402
+from driver import Failure, Helpers, Recorder, run, wait_for  # noqa: E402
+
+
+def expect(condition, complaint):
+    if not condition:
+        raise Failure(complaint)
+
+
+def slides(presentation):
+    return numbers(presentation / "timestamps_ms.txt", 2)
+
+
+def snapshots(presentation):
+    text, found = (presentation / "screens_geometry.txt").read_text("utf-8"), []
+    while text:
+        snapshot, end = json.JSONDecoder().raw_decode(text)
+        found.append(snapshot)
+        text = text[end:]
+    return found
+
+
+def expect_complete(presentation, seconds=0):
+    """Every file is closed well and can be read by programs that know nothing of the recorder."""
+    length = float(run("soxi", "-D", presentation / "audio.wav"))
+    header = (presentation / "audio.wav").read_bytes()[40:44]
+    size = (presentation / "audio.wav").stat().st_size
+    expect(int.from_bytes(header, "little") == size - 44, "audio.wav: its length was not written")
+    expect(length >= seconds, f"audio.wav lasts only {length} s of {seconds} s")
+    run("xmllint", "--noout", presentation / "presentation.xml")
+    for number, _ in slides(presentation):
+        run("pngcheck", "-q", presentation / f"0-{number:04}.png")
+    expect(len(slides(presentation)) >= 1, "there is no slide")
+    snapshots(presentation)
+
+
+def picture(helpers, name, *drawing):
+    path = helpers.directory / f"{name}.png"
+    run("/usr/bin/convert", "-size", "1920x1080", *drawing, "-depth", 8, path)
+    return path
+
+
+def still(helpers, recorder, options):
+    """The recorder's own window makes no slides; after a real change it settles at once."""
+    presentation = recorder.start_recording()
+    time.sleep(options.seconds)
+    first = [time for _, time in slides(presentation)]
+    # The window shows each new slide, and that is a change of the screen itself.
+    expect(first[-1] - first[0] <= 3300, f"the still screen went on making slides: {first}")
+    run("xsetroot", "-solid", "#406080")
+    time.sleep(8)
+    later = [time for _, time in slides(presentation)][len(first):]
+    expect(later, "the change of the background made no slide")
+    expect(later[-1] - later[0] <= 3300, f"the window did not settle: {later}")
+    recorder.stop_recording()
+    recorder.close()
+    print(f"{len(first)} slide(s) in {options.seconds} s, {len(later)} after the change")
+
+
+def monitors(helpers, recorder, options):
+    """One picture for each screen, in Qt's order, also after a screen was plugged in."""
+    desktop = helpers.directory / "desktop.png"
+    run("/usr/bin/convert", "-size", "1920x1080", f"xc:#{COLOURS[0]}", "-size", "960x1080",
+        f"xc:#{COLOURS[1920]}", "+append", desktop)
+    run("xsetroot", "-solid", f"#{COLOURS[2880]}")
+    presentation = recorder.start_recording()
+    helpers.slide(f"show {desktop}")
+    time.sleep(2.5)
+    covered = len(slides(presentation))
+    run("xrandr", "--setmonitor", "THIRD", "960/254x1080/286+2880+0", "none")
+    wait_for("a slide of three screens", lambda: list(presentation.glob("2-*.png")))
+    wait_for("its line", lambda: len(slides(presentation)) > covered)
+    time.sleep(2.5)
+    helpers.slide("hide")
+    recorder.stop_recording()
+    recorder.close()
+    layouts = [[screen["geometry"] for screen in snapshot["screens"]]
+               for snapshot in snapshots(presentation)]
+    expect(len(layouts[0]) == 2 and len(layouts[-1]) == 3,
+           f"screens in the snapshots: {[len(layout) for layout in layouts]}")
+    plugged = min(snapshot["time"] for snapshot in snapshots(presentation)
+                  if len(snapshot["screens"]) == 3)
+    for number, moment in slides(presentation)[covered - 1:covered + 1]:
+        count = len(list(presentation.glob(f"*-{number:04}.png")))
+        layout = layouts[0] if moment < plugged else layouts[-1]
+        expect(count == len(layout), f"slide {number} at {moment} ms has {count} pictures")
+        for screen, area in enumerate(layout):
+            found = run("/usr/bin/convert", presentation / f"{screen}-{number:04}.png", "-format",
+                        "%w %h %[hex:p{5,5}]", "info:")
+            wanted = f"{area['width']} {area['height']} {COLOURS[area['x']]}"
+            expect(found.startswith(wanted), f"screen {screen} of slide {number}: {found}, "
+                   f"not {wanted}")
+    new = [moment for _, moment in slides(presentation) if moment >= plugged]
+    expect(new and new[0] - plugged <= 1100, f"plugged in at {plugged} ms, slides at {new}")
+    print(f"slides at {[moment for _, moment in slides(presentation)]}, third screen at {plugged}")
+
+
+COLOURS = {0: "203040", 1920: "405060", 2880: "607080"}  # by the left edge of the screen
+
+
+def prepare_monitors(helpers):
+    run("xrandr", "--setmonitor", "LEFT", "1920/508x1080/286+0+0", "screen")
+    run("xrandr", "--setmonitor", "RIGHT", "960/254x1080/286+1920+0", "none")
+
+
+def terminate(helpers, recorder, options):
+    """SIGTERM in mid-recording: the recording is finished first."""
+    presentation = recorder.start_recording()
+    time.sleep(3)
+    recorder.process.send_signal(signal.SIGTERM)
+    recorder.wait_for_end()
+    expect_complete(presentation, 2.5)
+
+
+def close(helpers, recorder, options):
+    """The window closed in mid-recording: the same, and nobody has to press stop."""
+    presentation = recorder.start_recording()
+    time.sleep(3)
+    recorder.close()
+    expect_complete(presentation, 2.5)
+
+
+def removed(helpers, recorder, options):
+    """The presentation's directory vanishes: the recorder says it once and can record again."""
+    presentation = recorder.start_recording()
+    time.sleep(2)
+    shutil.rmtree(presentation)
+    for number in range(4):
+        run("xsetroot", "-solid", f"#{number}0{number}0{number}8")
+        time.sleep(1.2)
+    recorder.stop_recording()
+    told = recorder.told()
+    expect(1 <= len(told) <= 2 and len(set(told)) == len(told), f"told the operator: {told}")
+    presentation = recorder.start_recording()
+    time.sleep(2)
+    recorder.stop_recording()
+    recorder.close()
+    expect_complete(presentation, 1.5)
+
+
+def full(helpers, recorder, options):
+    """The disk becomes full: said once, and what was written before can be read."""
+    presentation = recorder.start_recording()
+    time.sleep(1.5)
+    for number in range(5):
+        helpers.slide(f"show {picture(helpers, f'noise{number}', 'xc:gray', '+noise', 'random')}")
+        time.sleep(1.5)
+    helpers.slide("hide")
+    expect(shutil.disk_usage(presentation).free < 1 << 20, "the disk did not become full")
+    recorder.stop_recording()
+    told = recorder.told()
+    expect(told and len(set(told)) == len(told) and len(told) <= 3, f"told the operator: {told}")
+    recorder.close()
+    run("xmllint", "--noout", presentation / "presentation.xml")
+    run("pngcheck", "-q", presentation / "0-0001.png")
+    expect(float(run("soxi", "-D", presentation / "audio.wav")) > 1, "audio.wav cannot be read")
+
+
+def main():
+    scenarios = {each.__name__: each
+                 for each in (still, monitors, terminate, close, removed, full)}
+    parser = argparse.ArgumentParser()
+    parser.add_argument("scenario", choices=scenarios)
+    parser.add_argument("--recorder", required=True)
+    parser.add_argument("--player", required=True)
+    parser.add_argument("--seconds", type=float, default=20)
+    options = parser.parse_args()
+    with Helpers(options.player) as helpers:
+        work_dir = helpers.directory / "presentations"
+        if options.scenario == "monitors":
+            prepare_monitors(helpers)
+        if options.scenario == "full":
+            work_dir.mkdir()
+            mounted = subprocess.run(["mount", "-t", "tmpfs", "-o", "size=8m", "none", work_dir])
+            if mounted.returncode != 0:
+                print("SKIPPED: a small file system cannot be mounted here")
+                sys.exit(77)
+        try:
+            with Recorder([options.recorder], work_dir) as recorder:
+                scenarios[options.scenario](helpers, recorder, options)
+        finally:
+            if options.scenario == "full":
+                run("umount", "-l", work_dir)
+
+
+if __name__ == "__main__":
+    try:
+        main()
+    except (Failure, subprocess.CalledProcessError) as error:
+        sys.exit(f"FAILED: {error}")
