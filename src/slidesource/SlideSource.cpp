@@ -1,5 +1,7 @@
 #include "slidesource/SlideSource.h"
 
+#include "slidesource/SlideSourceCamera.h"
+#include "slidesource/SlideSourceNDI.h"
 #include "slidesource/SlideSourceScreenInterval.h"
 
 #include <QDebug>
@@ -26,7 +28,8 @@ qint64 monotonicNs()
 
 SlideSource::SlideSource(const SlidesSourceInfo& info)
     : m_slidesSourceInfo(info)
-    , m_clockStartNs(monotonicNs())
+    , m_creationNs(monotonicNs())
+    , m_clockStartNs(m_creationNs)
 {
     moveToThread(this);
 }
@@ -103,7 +106,8 @@ std::unique_ptr<QTimer> SlideSource::newCaptureTimer(std::function<void()> captu
 void SlideSource::runCaptureLoop(QTimer& captureTimer)
 {
     captureTimer.start();
-    restartTimer();
+    qint64 untouched = m_creationNs;
+    m_clockStartNs.compare_exchange_strong(untouched, monotonicNs());
     emit ready();
     if (!m_stopRequested)
         exec();
@@ -114,6 +118,10 @@ SlideSource* SlideSource::create(const SlidesSourceInfo& info)
     switch (info.type()) {
     case SlidesSourceInfo::IntervalScreenCapture:
         return new SlideSourceScreenInterval(info);
+    case SlidesSourceInfo::VideoInput:
+        return new SlideSourceCamera(info);
+    case SlidesSourceInfo::NDISource:
+        return new SlideSourceNDI(info);
     default:
         qWarning() << "[SlideSource]"
                    << "unhandled slide source type" << int(info.type());

@@ -71,7 +71,9 @@ protected:
     /// @p capture unless the source is frozen.
     [[nodiscard]] std::unique_ptr<QTimer> newCaptureTimer(std::function<void()> capture);
     /// The middle of every run(), once the input is open: starts @p captureTimer and the slide
-    /// clock, emits ready() and returns after requestStop(). Source thread.
+    /// clock, emits ready() and returns after requestStop(). A clock that restartTimer() has set
+    /// already is left alone: an input that opens only after the audio has started must not shift
+    /// the slides' times. Source thread.
     void runCaptureLoop(QTimer& captureTimer);
 
     /// Interval of every source's capture timer: new slides are looked for once a second.
@@ -79,7 +81,8 @@ protected:
 
 private:
     const SlidesSourceInfo m_slidesSourceInfo;
-    std::atomic<qint64> m_clockStartNs; ///< monotonic; "invalid" until the clock first starts
+    const qint64 m_creationNs; ///< monotonic, as the clock's start
+    std::atomic<qint64> m_clockStartNs;
     std::atomic<bool> m_slidesFrozen = false;
     std::atomic<bool> m_stopRequested = false; ///< QThread::start() forgets an earlier exit()
     mutable QMutex m_resolutionsMutex;

@@ -41,7 +41,8 @@ bool SlidesSourceInfo::videoInputEnabledByName(const QString& name)
 
 QList<SlidesSourceInfo> SlidesSourceInfo::availableSlideSources()
 {
-    return availableSlideSourcesGeneral();
+    return availableSlideSourcesGeneral() + availableSlideSourcesWindowsDirectShow()
+        + availableSlideSourcesV4L2() + availableSlideSourcesNDI();
 }
 
 QList<SlidesSourceInfo> SlidesSourceInfo::availableSlideSourcesGeneral()

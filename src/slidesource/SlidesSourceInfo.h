@@ -54,6 +54,12 @@ public:
     /// the calling thread and may block for as long as their drivers do.
     [[nodiscard]] static QList<SlidesSourceInfo> availableSlideSources();
     [[nodiscard]] static QList<SlidesSourceInfo> availableSlideSourcesGeneral();
+    /// Cameras and capture cards: the platform's own listing; the other one is empty.
+    [[nodiscard]] static QList<SlidesSourceInfo> availableSlideSourcesWindowsDirectShow();
+    [[nodiscard]] static QList<SlidesSourceInfo> availableSlideSourcesV4L2();
+    [[nodiscard]] static QList<SlidesSourceInfo> availableSlideSourcesNDI();
+    /// Empty: macOS is not supported.
+    [[nodiscard]] static QList<SlidesSourceInfo> availableSlideSourcesMacOS() { return {}; }
 
 private:
     bool m_enabled = true;

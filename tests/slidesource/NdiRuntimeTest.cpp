@@ -1,0 +1,98 @@
+#include "slidesource/NdiRuntime.h"
+#include "slidesource/SlideSource.h"
+
+#include <QFile>
+#include <QLibrary>
+#include <QRegularExpression>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <memory>
+
+using namespace Qt::StringLiterals;
+
+/// A machine without a usable NDI runtime, and the search for one.
+class NdiRuntimeTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase()
+    {
+        m_fake = qEnvironmentVariable("PODIUMCAST_FAKE_NDI");
+        for (const QString& name : { u"libndi.so.6"_s, u"libndi.so.5"_s })
+            if (QLibrary(name).load())
+                QSKIP("an NDI runtime is installed in the library path");
+        QFile text(m_dir.filePath(u"libndi.so.6"_s));
+        QVERIFY(text.open(QFile::WriteOnly) && text.write("not a library") > 0);
+        qputenv("NDI_RUNTIME_DIR_V6", QFile::encodeName(m_dir.path()));
+        qunsetenv("NDI_RUNTIME_DIR_V5");
+    }
+
+    /// Before anything else has loaded the process's runtime.
+    void catalogueWithoutRuntime()
+    {
+        QTest::ignoreMessage(QtWarningMsg,
+            QRegularExpression(u"^\\[SlideSourceInfoNDIFinder\\] failed to create NDI finder "_s));
+        QTest::failOnWarning(QRegularExpression(u"NDI"_s));
+        for (int i = 0; i < 3; ++i)
+            QVERIFY(SlidesSourceInfo::availableSlideSourcesNDI().isEmpty()); // one line, not three
+        const QList<SlidesSourceInfo> all = SlidesSourceInfo::availableSlideSources();
+        QCOMPARE(all.first().name(), u"Interval screen capture"_s);
+        for (const SlidesSourceInfo& info : all)
+            QVERIFY(info.type() != SlidesSourceInfo::NDISource);
+    }
+
+    void sourceWithoutRuntime()
+    {
+        const std::unique_ptr<SlideSource> source(SlideSource::create(
+            SlidesSourceInfo(true, SlidesSourceInfo::NDISource, "127.0.0.1:5961", 0, u"A (B)"_s)));
+        QSignalSpy errors(source.get(), &SlideSource::captureError);
+        QSignalSpy ready(source.get(), &SlideSource::ready);
+        QSignalSpy stopped(source.get(), &SlideSource::stopped);
+        QTest::ignoreMessage(QtWarningMsg,
+            QRegularExpression(u"^\\[SlideSourceNDI\\] creating NDI receiver failed "_s));
+        source->start();
+        QVERIFY(source->wait(5000));
+        QTRY_COMPARE(errors.size(), 1);
+        QCOMPARE(errors.first().first().toString(),
+            u"Creating NDI receiver failed. No slides will be captured."_s);
+        QCOMPARE(ready.size() + stopped.size(), 0);
+    }
+
+    void load_data()
+    {
+        QTest::addColumn<QString>("v6");
+        QTest::addColumn<QString>("v5");
+        QTest::addColumn<bool>("usable");
+        const QString symbols = qEnvironmentVariable("PODIUMCAST_BROKEN_NDI");
+        QTest::newRow("no directory named") << QString() << QString() << false;
+        QTest::newRow("directory is gone") << u"/nowhere"_s << QString() << false;
+        QTest::newRow("not a library") << m_dir.path() << QString() << false;
+        QTest::newRow("lacks functions") << symbols << QString() << false;
+        QTest::newRow("version 6") << m_fake << QString() << true;
+        QTest::newRow("only version 5") << QString() << m_fake << true;
+        QTest::newRow("version 6 is broken") << symbols << m_fake << true;
+    }
+
+    void load()
+    {
+        QFETCH(QString, v6);
+        QFETCH(QString, v5);
+        QFETCH(bool, usable);
+        qputenv("NDI_RUNTIME_DIR_V6", QFile::encodeName(v6));
+        qputenv("NDI_RUNTIME_DIR_V5", QFile::encodeName(v5));
+        QString error;
+        const std::unique_ptr<NdiRuntime> runtime = NdiRuntime::load(error);
+        QCOMPARE(runtime != nullptr, usable);
+        QCOMPARE(error.isEmpty(), usable);
+    }
+
+private:
+    QTemporaryDir m_dir;
+    QString m_fake;
+};
+
+QTEST_GUILESS_MAIN(NdiRuntimeTest)
+#include "NdiRuntimeTest.moc"

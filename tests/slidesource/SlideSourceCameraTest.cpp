@@ -1,0 +1,302 @@
+#include "FileCamera.h"
+#include "settings/RecorderSettings.h"
+#include "slidesource/CameraDevice.h"
+#include "slidesource/SlideSource.h"
+
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <memory>
+
+using namespace Qt::StringLiterals;
+
+Q_DECLARE_METATYPE(std::atomic<bool> CameraScript::*)
+
+namespace {
+
+const QString OpenFailed = u"Opening camera device failed. No slides will be captured."_s;
+const QString InvalidResolution
+    = u"Invalid resolution set in Settings. Slides will be captured in slide source native resolution."_s;
+constexpr int FileFrames = 60;
+constexpr int LevelStep = 4; // the codec is off by at most one level
+
+} // namespace
+
+/// The camera source with a real video file behind the seam of the device access.
+class SlideSourceCameraTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase()
+    {
+        m_video = m_dir.filePath(u"camera.avi"_s);
+        QVERIFY(writeVideo(m_video, { 320, 240 }, FileFrames,
+            [](int frame) { return cv::Scalar::all(frame * LevelStep); }));
+    }
+
+    void init()
+    {
+        m_script = std::make_unique<CameraScript>();
+        m_script->videoFile = m_video;
+        m_script->clock.start();
+        CameraDevice::Options options;
+        options.createCapture
+            = [script = m_script.get()] { return std::make_unique<FileCamera>(*script); };
+        options.readTimeoutMs = 300;
+        options.reopenIntervalMs = 1000;
+        options.slowOpenMs = 150;
+        CameraDevice::defaultOptions() = options;
+        RecorderSettings::instance()->setUseNativeSlideSourceResolution(true);
+    }
+
+    void opening_data()
+    {
+        QTest::addColumn<bool>("native");
+        QTest::addColumn<QSize>("size");
+        QTest::addColumn<bool>("opens");
+        QTest::addColumn<QSize>("asked");
+        QTest::addColumn<QStringList>("errors");
+        const QSize none;
+        QTest::newRow("native") << true << QSize(1280, 720) << true << none << QStringList();
+        QTest::newRow("1280x720") << false << QSize(1280, 720) << true << QSize(1280, 720)
+                                  << QStringList();
+        QTest::newRow("just large enough")
+            << false << QSize(101, 101) << true << QSize(101, 101) << QStringList();
+        QTest::newRow("too narrow")
+            << false << QSize(100, 720) << true << none << QStringList{ InvalidResolution };
+        QTest::newRow("no device") << true << none << false << none << QStringList{ OpenFailed };
+        QTest::newRow("too low, and no device") << false << QSize(1280, 100) << false << none
+                                                << QStringList{ InvalidResolution, OpenFailed };
+    }
+
+    void opening()
+    {
+        QFETCH(bool, native);
+        QFETCH(QSize, size);
+        QFETCH(bool, opens);
+        QFETCH(QSize, asked);
+        QFETCH(QStringList, errors);
+        RecorderSettings::instance()->setUseNativeSlideSourceResolution(native);
+        RecorderSettings::instance()->setSlideWidth(size.width());
+        RecorderSettings::instance()->setSlideHeight(size.height());
+        m_script->openFails = !opens;
+        create();
+        m_source->start();
+        if (opens) {
+            QTRY_COMPARE(m_ready->size(), 1);
+        } else {
+            QVERIFY(m_source->wait(5000));
+            QTRY_COMPARE(m_errors->size(), errors.size());
+            QCOMPARE(m_ready->size() + m_stopped->size(), 0);
+        }
+        QCOMPARE(messages(), errors);
+        std::vector<std::pair<int, double>> settings;
+        if (asked.isValid())
+            settings = { { cv::CAP_PROP_FRAME_WIDTH, asked.width() },
+                { cv::CAP_PROP_FRAME_HEIGHT, asked.height() } };
+        QVERIFY(m_script->settings == settings);
+    }
+
+    /// A slide shows what is on air now, not what has waited in the driver's queue.
+    void newestFrame()
+    {
+        startAndWait();
+        for (int i = 0; i < 3; ++i) {
+            m_captures->clear();
+            QVERIFY(m_captures->wait(3000)); // by the timer: once a second
+            const qint64 now = m_script->clock.elapsed();
+            const auto slides = m_captures->first()[1].value<QList<SlideImage>>();
+            QCOMPARE(slides.size(), 1);
+            QCOMPARE(slides[0].mat->type(), CV_8UC3);
+            QCOMPARE(static_cast<const void*>(slides[0].image.constBits()),
+                static_cast<const void*>(slides[0].mat->data));
+            deleteMatrices(slides);
+            const int level = qRed(slides[0].image.pixel(160, 120));
+            const qint64 shown = (level + LevelStep / 2) / LevelStep;
+            const qint64 age = (now / CameraScript::FrameMs - shown + 4 * FileFrames) % FileFrames;
+            QVERIFY2(age <= 8, qPrintable(u"%1 frames old"_s.arg(age)));
+        }
+        QTest::ignoreMessage(QtWarningMsg,
+            "[SlideSourceCamera] captureSlide can only be called from the slide source thread");
+        m_source->captureSlide();
+    }
+
+    /// Failed reads travel as empty frames; the operator hears once, the device is opened again.
+    void failedReads()
+    {
+        startAndWait();
+        QVERIFY(!captureNow().image.isNull());
+        m_script->readFails = true;
+        for (int i = 0; i < 4; ++i) {
+            const SlideImage failed = captureNow();
+            QVERIFY(failed.image.isNull());
+            QVERIFY(m_lastMatrixEmpty);
+        }
+        QCOMPARE(m_script->opens, 1);
+        captureNow(); // the fifth
+        QTRY_COMPARE(m_script->opens, 2);
+        for (int i = 0; i < 3; ++i)
+            captureNow();
+        QCOMPARE(m_script->opens, 2); // not before the interval is over
+        QTRY_VERIFY_WITH_TIMEOUT((captureNow(), m_script->opens >= 3), 6000);
+        QCOMPARE(m_errors->size(), 1);
+
+        m_script->readFails = false;
+        QTRY_VERIFY(!captureNow().image.isNull());
+        m_script->readFails = true;
+        captureNow();
+        QCOMPARE(m_errors->size(), 2);
+        QCOMPARE(m_script->mostOpen, 1);
+    }
+
+    void hangs_data()
+    {
+        QTest::addColumn<std::atomic<bool> CameraScript::*>("hangs");
+        QTest::newRow("open") << &CameraScript::openHangs;
+        QTest::newRow("read") << &CameraScript::readHangs;
+        QTest::newRow("release") << &CameraScript::releaseHangs;
+    }
+
+    /// A driver that does not return holds up neither the stop nor the next source's stop; the next
+    /// one opens the device as soon as it is free.
+    void hangs()
+    {
+        QFETCH(std::atomic<bool> CameraScript::*, hangs);
+        std::atomic<bool>& hang = *m_script.*hangs;
+        if (hangs != &CameraScript::openHangs)
+            startAndWait();
+        hang = true;
+        if (hangs == &CameraScript::openHangs) {
+            create();
+            m_source->start();
+            QTRY_COMPARE(m_errors->size(), 1); // the operator hears what is going on
+        } else if (hangs == &CameraScript::readHangs) {
+            QVERIFY(captureNow().image.isNull());
+            QVERIFY(captureNow().image.isNull());
+            QCOMPARE(m_errors->size(), 1);
+        }
+        QVERIFY(stopsPromptly());
+
+        create();
+        m_source->start();
+        QTRY_COMPARE(m_errors->size(), 1);
+        QVERIFY(stopsPromptly());
+
+        create();
+        m_source->start();
+        QCOMPARE(m_script->opens, 1);
+        hang = false;
+        QTRY_COMPARE(m_ready->size(), 1);
+        QVERIFY(!captureNow().image.isNull());
+        QCOMPARE(m_script->mostOpen, 1);
+    }
+
+    /// The slide clock follows the audio, also when the camera is ready only later.
+    void slowOpening()
+    {
+        m_script->openHangs = true;
+        create();
+        m_source->start();
+        m_source->restartTimer();
+        QTRY_COMPARE(m_errors->size(), 1);
+        m_script->openHangs = false;
+        QTRY_COMPARE(m_ready->size(), 1);
+        QVERIFY(m_source->currentSlideTime() >= CameraDevice::defaultOptions().slowOpenMs);
+    }
+
+    /// The preview gives way to the recording, at every moment of its start.
+    void handOver()
+    {
+        for (int i = 0; i < 50; ++i) {
+            create();
+            m_source->start();
+            QTest::qWait(i % 10 * 4); // the moment, not a wait for something
+            QVERIFY(stopsPromptly());
+            startAndWait();
+            QVERIFY(!captureNow().image.isNull());
+            QCOMPARE(m_errors->size(), 0);
+            QVERIFY(stopsPromptly());
+        }
+        QCOMPARE(m_script->mostOpen, 1);
+    }
+
+    void cleanup()
+    {
+        if (m_source && m_source->isRunning())
+            QVERIFY(stopsPromptly());
+        m_source.reset();
+        for (const auto hangs :
+            { &CameraScript::openHangs, &CameraScript::readHangs, &CameraScript::releaseHangs })
+            *m_script.*hangs = false;
+        QTRY_COMPARE(m_script->alive, 0); // the device's thread has ended, too
+    }
+
+private:
+    void create()
+    {
+        m_source.reset(SlideSource::create(
+            SlidesSourceInfo(true, SlidesSourceInfo::VideoInput, "camera", 7, u"Camera"_s)));
+        m_captures = std::make_unique<QSignalSpy>(m_source.get(), &SlideSource::slidesCaptured);
+        m_errors = std::make_unique<QSignalSpy>(m_source.get(), &SlideSource::captureError);
+        m_ready = std::make_unique<QSignalSpy>(m_source.get(), &SlideSource::ready);
+        m_stopped = std::make_unique<QSignalSpy>(m_source.get(), &SlideSource::stopped);
+    }
+
+    void startAndWait()
+    {
+        create();
+        m_source->start();
+        QTRY_COMPARE(m_ready->size(), 1);
+    }
+
+    QStringList messages() const
+    {
+        QStringList messages;
+        for (const QList<QVariant>& call : *m_errors)
+            messages.append(call.first().toString());
+        return messages;
+    }
+
+    /// The frame of one forced capture; its matrix is deleted already.
+    SlideImage captureNow()
+    {
+        m_captures->clear();
+        QMetaObject::invokeMethod(m_source.get(), &SlideSource::captureSlide, Qt::QueuedConnection);
+        if (!m_captures->wait(3000))
+            return {};
+        const auto slides = m_captures->last()[1].value<QList<SlideImage>>();
+        m_lastMatrixEmpty = slides.first().mat && slides.first().mat->empty();
+        deleteMatrices(slides);
+        return slides.first();
+    }
+
+    bool stopsPromptly()
+    {
+        QElapsedTimer timer;
+        timer.start();
+        m_source->requestStop();
+        return m_source->wait(5000) && timer.elapsed() < 1000;
+    }
+
+    QTemporaryDir m_dir;
+    QString m_video;
+    bool m_lastMatrixEmpty = false;
+    std::unique_ptr<CameraScript> m_script;
+    std::unique_ptr<SlideSource> m_source;
+    std::unique_ptr<QSignalSpy> m_captures;
+    std::unique_ptr<QSignalSpy> m_errors;
+    std::unique_ptr<QSignalSpy> m_ready;
+    std::unique_ptr<QSignalSpy> m_stopped;
+};
+
+int main(int argc, char* argv[])
+{
+    const QTemporaryDir config;
+    qputenv("XDG_CONFIG_HOME", QFile::encodeName(config.path()));
+    QCoreApplication app(argc, argv);
+    SlideSourceCameraTest test;
+    return QTest::qExec(&test, argc, argv);
+}
+#include "SlideSourceCameraTest.moc"

@@ -1,0 +1,206 @@
+#include "FakeNdi.h"
+#include "slidesource/SlideSourceNDI.h"
+
+#include <QLibrary>
+#include <QSignalSpy>
+#include <QTest>
+
+#include <memory>
+
+using namespace Qt::StringLiterals;
+
+Q_DECLARE_METATYPE(QList<FakeNdiFrame>)
+
+namespace {
+
+FakeNdiFrame picture(int red)
+{
+    FakeNdiFrame frame;
+    frame.red = red;
+    return frame;
+}
+
+FakeNdiFrame other(int type)
+{
+    FakeNdiFrame frame;
+    frame.type = type;
+    return frame;
+}
+
+FakeNdiFrame padded(int bytes)
+{
+    FakeNdiFrame frame = picture(80);
+    frame.padding = bytes;
+    return frame;
+}
+
+FakeNdiFrame format(std::uint32_t fourCc)
+{
+    FakeNdiFrame frame = picture(90);
+    frame.fourCc = fourCc;
+    return frame;
+}
+
+QList<FakeNdiFrame> run(int count)
+{
+    QList<FakeNdiFrame> frames;
+    for (int i = 1; i <= count; ++i)
+        frames.append(picture(i));
+    return frames;
+}
+
+constexpr int NoSlide = -1;
+
+} // namespace
+
+/// The NDI source against a stand-in for the runtime whose queue the test fills.
+class SlideSourceNDITest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase()
+    {
+        QLibrary library(qEnvironmentVariable("NDI_RUNTIME_DIR_V6") + u"/libndi.so.6"_s);
+        QVERIFY2(library.load(), qPrintable(library.errorString()));
+        m_push = FakeNdiPush(library.resolve("fakendi_push"));
+        m_held = FakeNdiHeld(library.resolve("fakendi_held"));
+        m_announce = FakeNdiAnnounce(library.resolve("fakendi_announce"));
+        QVERIFY(m_push && m_held && m_announce);
+    }
+
+    void catalogueEntries()
+    {
+        m_announce("STUDIO (Kamera Ü)", "192.168.1.5:5961");
+        m_announce("STUDIO (Deck)", "192.168.1.5:5962");
+        const QList<SlidesSourceInfo> infos = SlidesSourceInfo::availableSlideSourcesNDI();
+        QCOMPARE(infos.size(), 2);
+        QCOMPARE(infos[0].name(), u"STUDIO (Kamera Ü)"_s);
+        QCOMPARE(infos[1].id(), "192.168.1.5:5962"_ba);
+        QCOMPARE(infos[1].index(), 1);
+        QCOMPARE(infos[1].type(), SlidesSourceInfo::NDISource);
+        QCOMPARE(infos[1].data(u"ndiUrlAddress"_s).toString(), u"192.168.1.5:5962"_s);
+        QVERIFY(infos[1].enabled());
+    }
+
+    void capture_data()
+    {
+        QTest::addColumn<QList<FakeNdiFrame>>("held");
+        QTest::addColumn<int>("red"); // of the slide that comes out
+        QTest::addColumn<int>("errorType");
+
+        using List = QList<FakeNdiFrame>;
+        QTest::newRow("nothing waits") << List{} << NoSlide << 0;
+        QTest::newRow("one frame") << run(1) << 1 << 0;
+        QTest::newRow("a full queue: the newest") << run(10) << 10 << 0;
+        QTest::newRow("faster than it can be drained") << run(40) << 12 << 0;
+        QTest::newRow("connection, then a frame") << List{ other(100), picture(7) } << 7 << 0;
+        QTest::newRow("an error before a frame") << List{ other(4), picture(8) } << 8 << 0;
+        QTest::newRow("status change is the newest")
+            << List{ picture(7), other(100) } << NoSlide << 100;
+        QTest::newRow("connection without a frame") << List{ other(100) } << NoSlide << 100;
+        QTest::newRow("lost connection") << List{ other(4) } << NoSlide << 4;
+        QTest::newRow("padded lines") << List{ padded(52) } << 80 << 0;
+        QTest::newRow("without alpha") << List{ format(NdiRuntime::FourCcRgbx) } << 90 << 0;
+        QTest::newRow("another pixel format") << List{ format(0x59565955) } << NoSlide << 4;
+    }
+
+    void capture()
+    {
+        QFETCH(QList<FakeNdiFrame>, held);
+        QFETCH(int, red);
+        QFETCH(int, errorType);
+        start();
+        for (const FakeNdiFrame& frame : held)
+            m_push(&frame);
+        if (errorType != 0)
+            QTest::ignoreMessage(QtWarningMsg,
+                qPrintable(u"[SlideSourceNDI] invalid frame type %1"_s.arg(errorType)));
+        QMetaObject::invokeMethod(
+            m_source.get(), &SlideSource::captureSlide, Qt::BlockingQueuedConnection);
+
+        QCOMPARE(m_held(), 1); // the receiver: every frame has gone back
+        QCOMPARE(m_errors->size(), errorType == 0 ? 0 : 1);
+        QCOMPARE(m_captures->size(), red == NoSlide ? 0 : 1);
+        if (red == NoSlide)
+            return;
+        QVERIFY(m_captures->first()[2].toBool());
+        const auto slides = m_captures->first()[1].value<QList<SlideImage>>();
+        QCOMPARE(slides.size(), 1);
+        const cv::Mat& mat = *slides[0].mat;
+        QCOMPARE(mat.type(), CV_8UC4);
+        QVERIFY(mat.isContinuous());
+        QCOMPARE(cv::Scalar(mat.at<cv::Vec4b>(47, 63)), cv::Scalar(red, 63, 47, 255));
+        QCOMPARE(static_cast<const void*>(slides[0].image.constBits()),
+            static_cast<const void*>(mat.data));
+        deleteMatrices(slides);
+        // The picture outlives the matrix whose pixels it shares.
+        QCOMPARE(slides[0].image.size(), QSize(64, 48));
+        QCOMPARE(slides[0].image.pixelColor(5, 40), QColor(red, 5, 40));
+        m_captures->clear();
+    }
+
+    void timedCaptures()
+    {
+        start();
+        const FakeNdiFrame frame = picture(3);
+        m_push(&frame);
+        QVERIFY(m_captures->wait(3000));
+        const qint64 time = m_captures->first()[0].toLongLong();
+        QVERIFY2(time >= 950 && time < 1900, qPrintable(QString::number(time)));
+        QVERIFY(!m_captures->first()[2].toBool());
+        const QVariantMap size = m_source->slidesResolutions().value(0).toMap();
+        QCOMPARE(size.value(u"width"_s).toDouble(), 64.0);
+        deleteMatrices(m_captures->takeFirst()[1].value<QList<SlideImage>>());
+
+        QTest::ignoreMessage(QtWarningMsg,
+            "[SlideSourceNDI] captureSlide can only be called from the slide source thread");
+        m_push(&frame);
+        m_source->captureSlide();
+        QCOMPARE(m_captures->size(), 0);
+    }
+
+    void cleanup()
+    {
+        if (!m_source)
+            return;
+        QSignalSpy stopped(m_source.get(), &SlideSource::stopped);
+        m_source->requestStop();
+        QVERIFY(m_source->wait(5000));
+        QTRY_COMPARE(stopped.size(), 1);
+        m_source.reset();
+        QCOMPARE(m_held(), 0);
+    }
+
+private:
+    void start()
+    {
+        SlidesSourceInfo info(true, SlidesSourceInfo::NDISource, "127.0.0.1:1", 0, u"X (Y)"_s);
+        info.setData(u"ndiUrlAddress"_s, u"127.0.0.1:1"_s);
+        m_source.reset(SlideSource::create(info));
+        QVERIFY(m_source);
+        m_captures = std::make_unique<QSignalSpy>(m_source.get(), &SlideSource::slidesCaptured);
+        m_errors = std::make_unique<QSignalSpy>(m_source.get(), &SlideSource::captureError);
+        QSignalSpy ready(m_source.get(), &SlideSource::ready);
+        m_source->start();
+        QVERIFY(ready.wait());
+        // What an earlier row left in the queue.
+        for (int i = 0; i < 4; ++i)
+            QMetaObject::invokeMethod(
+                m_source.get(), &SlideSource::captureSlide, Qt::BlockingQueuedConnection);
+        for (const QList<QVariant>& call : *m_captures)
+            deleteMatrices(call[1].value<QList<SlideImage>>());
+        m_captures->clear();
+        m_errors->clear();
+    }
+
+    FakeNdiPush m_push = nullptr;
+    FakeNdiHeld m_held = nullptr;
+    FakeNdiAnnounce m_announce = nullptr;
+    std::unique_ptr<SlideSource> m_source;
+    std::unique_ptr<QSignalSpy> m_captures;
+    std::unique_ptr<QSignalSpy> m_errors;
+};
+
+QTEST_GUILESS_MAIN(SlideSourceNDITest)
+#include "SlideSourceNDITest.moc"
