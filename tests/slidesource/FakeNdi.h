@@ -12,6 +12,7 @@ struct FakeNdiFrame
     std::uint32_t fourCc = 0x41424752;
     int red = 0; ///< green and blue are the pixel's x and y
 };
+/// Null empties the queue.
 using FakeNdiPush = void (*)(const FakeNdiFrame*);
 /// Frames handed out and not given back, plus receivers and finders not destroyed.
 using FakeNdiHeld = int (*)();

@@ -1,9 +1,8 @@
 #include "FileCamera.h"
+#include "SourceProbe.h"
 #include "settings/RecorderSettings.h"
 #include "slidesource/CameraDevice.h"
-#include "slidesource/SlideSource.h"
 
-#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -82,16 +81,16 @@ private slots:
         RecorderSettings::instance()->setSlideWidth(size.width());
         RecorderSettings::instance()->setSlideHeight(size.height());
         m_script->openFails = !opens;
-        create();
-        m_source->start();
+        SourceProbe probe(m_info);
+        probe.source->start();
         if (opens) {
-            QTRY_COMPARE(m_ready->size(), 1);
+            QTRY_COMPARE(probe.ready, 1);
         } else {
-            QVERIFY(m_source->wait(5000));
-            QTRY_COMPARE(m_errors->size(), errors.size());
-            QCOMPARE(m_ready->size() + m_stopped->size(), 0);
+            QVERIFY(probe.source->wait(5000));
+            QTRY_COMPARE(probe.errors.size(), errors.size());
+            QCOMPARE(probe.ready + probe.stopped, 0);
         }
-        QCOMPARE(messages(), errors);
+        QCOMPARE(probe.errors, errors);
         std::vector<std::pair<int, double>> settings;
         if (asked.isValid())
             settings = { { cv::CAP_PROP_FRAME_WIDTH, asked.width() },
@@ -102,52 +101,50 @@ private slots:
     /// A slide shows what is on air now, not what has waited in the driver's queue.
     void newestFrame()
     {
-        startAndWait();
+        SourceProbe probe(m_info);
+        QVERIFY(probe.becomesReady());
         for (int i = 0; i < 3; ++i) {
-            m_captures->clear();
-            QVERIFY(m_captures->wait(3000)); // by the timer: once a second
+            probe.captures.clear();
+            QTRY_COMPARE(probe.captures.size(), 1); // by the timer: once a second
             const qint64 now = m_script->clock.elapsed();
-            const auto slides = m_captures->first()[1].value<QList<SlideImage>>();
-            QCOMPARE(slides.size(), 1);
-            QCOMPARE(slides[0].mat->type(), CV_8UC3);
-            QCOMPARE(static_cast<const void*>(slides[0].image.constBits()),
-                static_cast<const void*>(slides[0].mat->data));
-            deleteMatrices(slides);
-            const int level = qRed(slides[0].image.pixel(160, 120));
+            const SourceProbe::Capture& capture = probe.captures.first();
+            QCOMPARE(capture.mat.type(), CV_8UC3);
+            QVERIFY(capture.sharesPixels && capture.count == 1 && !capture.forced);
+            const int level = qRed(capture.image.pixel(160, 120));
             const qint64 shown = (level + LevelStep / 2) / LevelStep;
             const qint64 age = (now / CameraScript::FrameMs - shown + 4 * FileFrames) % FileFrames;
             QVERIFY2(age <= 8, qPrintable(u"%1 frames old"_s.arg(age)));
         }
         QTest::ignoreMessage(QtWarningMsg,
             "[SlideSourceCamera] captureSlide can only be called from the slide source thread");
-        m_source->captureSlide();
+        probe.source->captureSlide();
     }
 
     /// Failed reads travel as empty frames; the operator hears once, the device is opened again.
     void failedReads()
     {
-        startAndWait();
-        QVERIFY(!captureNow().image.isNull());
+        SourceProbe probe(m_info);
+        QVERIFY(probe.becomesReady());
+        QVERIFY(!probe.forcedImage().isNull());
         m_script->readFails = true;
         for (int i = 0; i < 4; ++i) {
-            const SlideImage failed = captureNow();
-            QVERIFY(failed.image.isNull());
-            QVERIFY(m_lastMatrixEmpty);
+            probe.force();
+            QCOMPARE(probe.captures.size(), 1);
+            QVERIFY(probe.captures[0].mat.empty() && probe.captures[0].image.isNull());
         }
         QCOMPARE(m_script->opens, 1);
-        captureNow(); // the fifth
+        probe.force(); // the fifth
         QTRY_COMPARE(m_script->opens, 2);
-        for (int i = 0; i < 3; ++i)
-            captureNow();
+        probe.force();
         QCOMPARE(m_script->opens, 2); // not before the interval is over
-        QTRY_VERIFY_WITH_TIMEOUT((captureNow(), m_script->opens >= 3), 6000);
-        QCOMPARE(m_errors->size(), 1);
+        QTRY_VERIFY_WITH_TIMEOUT((probe.force(), m_script->opens >= 3), 6000);
+        QCOMPARE(probe.errors.size(), 1);
 
         m_script->readFails = false;
-        QTRY_VERIFY(!captureNow().image.isNull());
+        QTRY_VERIFY(!probe.forcedImage().isNull());
         m_script->readFails = true;
-        captureNow();
-        QCOMPARE(m_errors->size(), 2);
+        probe.force();
+        QCOMPARE(probe.errors.size(), 2);
         QCOMPARE(m_script->mostOpen, 1);
     }
 
@@ -165,31 +162,35 @@ private slots:
     {
         QFETCH(std::atomic<bool> CameraScript::*, hangs);
         std::atomic<bool>& hang = *m_script.*hangs;
-        if (hangs != &CameraScript::openHangs)
-            startAndWait();
-        hang = true;
-        if (hangs == &CameraScript::openHangs) {
-            create();
-            m_source->start();
-            QTRY_COMPARE(m_errors->size(), 1); // the operator hears what is going on
-        } else if (hangs == &CameraScript::readHangs) {
-            QVERIFY(captureNow().image.isNull());
-            QVERIFY(captureNow().image.isNull());
-            QCOMPARE(m_errors->size(), 1);
+        {
+            SourceProbe probe(m_info);
+            if (hangs == &CameraScript::openHangs) {
+                hang = true;
+                probe.source->start();
+                QTRY_COMPARE(probe.errors.size(), 1); // the operator hears what is going on
+            } else {
+                QVERIFY(probe.becomesReady());
+                hang = true;
+            }
+            if (hangs == &CameraScript::readHangs) {
+                QVERIFY(probe.forcedImage().isNull());
+                QVERIFY(probe.forcedImage().isNull());
+                QCOMPARE(probe.errors.size(), 1);
+            }
+            QVERIFY(probe.stopsPromptly());
         }
-        QVERIFY(stopsPromptly());
-
-        create();
-        m_source->start();
-        QTRY_COMPARE(m_errors->size(), 1);
-        QVERIFY(stopsPromptly());
-
-        create();
-        m_source->start();
+        {
+            SourceProbe probe(m_info);
+            probe.source->start();
+            QTRY_COMPARE(probe.errors.size(), 1);
+            QVERIFY(probe.stopsPromptly());
+        }
+        SourceProbe probe(m_info);
+        probe.source->start();
         QCOMPARE(m_script->opens, 1);
         hang = false;
-        QTRY_COMPARE(m_ready->size(), 1);
-        QVERIFY(!captureNow().image.isNull());
+        QTRY_COMPARE(probe.ready, 1);
+        QVERIFY(!probe.forcedImage().isNull());
         QCOMPARE(m_script->mostOpen, 1);
     }
 
@@ -197,36 +198,34 @@ private slots:
     void slowOpening()
     {
         m_script->openHangs = true;
-        create();
-        m_source->start();
-        m_source->restartTimer();
-        QTRY_COMPARE(m_errors->size(), 1);
+        SourceProbe probe(m_info);
+        probe.source->start();
+        probe.source->restartTimer();
+        QTRY_COMPARE(probe.errors.size(), 1);
         m_script->openHangs = false;
-        QTRY_COMPARE(m_ready->size(), 1);
-        QVERIFY(m_source->currentSlideTime() >= CameraDevice::defaultOptions().slowOpenMs);
+        QTRY_COMPARE(probe.ready, 1);
+        QVERIFY(probe.source->currentSlideTime() >= CameraDevice::defaultOptions().slowOpenMs);
     }
 
     /// The preview gives way to the recording, at every moment of its start.
     void handOver()
     {
         for (int i = 0; i < 50; ++i) {
-            create();
-            m_source->start();
+            SourceProbe preview(m_info);
+            preview.source->start();
             QTest::qWait(i % 10 * 4); // the moment, not a wait for something
-            QVERIFY(stopsPromptly());
-            startAndWait();
-            QVERIFY(!captureNow().image.isNull());
-            QCOMPARE(m_errors->size(), 0);
-            QVERIFY(stopsPromptly());
+            QVERIFY(preview.stopsPromptly());
+            SourceProbe recording(m_info);
+            QVERIFY(recording.becomesReady());
+            QVERIFY(!recording.forcedImage().isNull());
+            QCOMPARE(recording.errors, QStringList());
+            QVERIFY(recording.stopsPromptly());
         }
         QCOMPARE(m_script->mostOpen, 1);
     }
 
     void cleanup()
     {
-        if (m_source && m_source->isRunning())
-            QVERIFY(stopsPromptly());
-        m_source.reset();
         for (const auto hangs :
             { &CameraScript::openHangs, &CameraScript::readHangs, &CameraScript::releaseHangs })
             *m_script.*hangs = false;
@@ -234,61 +233,10 @@ private slots:
     }
 
 private:
-    void create()
-    {
-        m_source.reset(SlideSource::create(
-            SlidesSourceInfo(true, SlidesSourceInfo::VideoInput, "camera", 7, u"Camera"_s)));
-        m_captures = std::make_unique<QSignalSpy>(m_source.get(), &SlideSource::slidesCaptured);
-        m_errors = std::make_unique<QSignalSpy>(m_source.get(), &SlideSource::captureError);
-        m_ready = std::make_unique<QSignalSpy>(m_source.get(), &SlideSource::ready);
-        m_stopped = std::make_unique<QSignalSpy>(m_source.get(), &SlideSource::stopped);
-    }
-
-    void startAndWait()
-    {
-        create();
-        m_source->start();
-        QTRY_COMPARE(m_ready->size(), 1);
-    }
-
-    QStringList messages() const
-    {
-        QStringList messages;
-        for (const QList<QVariant>& call : *m_errors)
-            messages.append(call.first().toString());
-        return messages;
-    }
-
-    /// The frame of one forced capture; its matrix is deleted already.
-    SlideImage captureNow()
-    {
-        m_captures->clear();
-        QMetaObject::invokeMethod(m_source.get(), &SlideSource::captureSlide, Qt::QueuedConnection);
-        if (!m_captures->wait(3000))
-            return {};
-        const auto slides = m_captures->last()[1].value<QList<SlideImage>>();
-        m_lastMatrixEmpty = slides.first().mat && slides.first().mat->empty();
-        deleteMatrices(slides);
-        return slides.first();
-    }
-
-    bool stopsPromptly()
-    {
-        QElapsedTimer timer;
-        timer.start();
-        m_source->requestStop();
-        return m_source->wait(5000) && timer.elapsed() < 1000;
-    }
-
+    SlidesSourceInfo m_info{ true, SlidesSourceInfo::VideoInput, "camera", 7, u"Camera"_s };
     QTemporaryDir m_dir;
     QString m_video;
-    bool m_lastMatrixEmpty = false;
     std::unique_ptr<CameraScript> m_script;
-    std::unique_ptr<SlideSource> m_source;
-    std::unique_ptr<QSignalSpy> m_captures;
-    std::unique_ptr<QSignalSpy> m_errors;
-    std::unique_ptr<QSignalSpy> m_ready;
-    std::unique_ptr<QSignalSpy> m_stopped;
 };
 
 int main(int argc, char* argv[])

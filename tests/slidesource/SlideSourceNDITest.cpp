@@ -1,11 +1,9 @@
 #include "FakeNdi.h"
-#include "slidesource/SlideSourceNDI.h"
+#include "SourceProbe.h"
+#include "slidesource/NdiRuntime.h"
 
 #include <QLibrary>
-#include <QSignalSpy>
 #include <QTest>
-
-#include <memory>
 
 using namespace Qt::StringLiterals;
 
@@ -110,96 +108,64 @@ private slots:
         QFETCH(QList<FakeNdiFrame>, held);
         QFETCH(int, red);
         QFETCH(int, errorType);
-        start();
+        SourceProbe probe(m_info);
+        QVERIFY(probe.becomesReady());
+        QMetaObject::invokeMethod(probe.source.get(), &SlideSource::freezeSlides); // no timed ones
+        m_push(nullptr);
         for (const FakeNdiFrame& frame : held)
             m_push(&frame);
         if (errorType != 0)
             QTest::ignoreMessage(QtWarningMsg,
                 qPrintable(u"[SlideSourceNDI] invalid frame type %1"_s.arg(errorType)));
-        QMetaObject::invokeMethod(
-            m_source.get(), &SlideSource::captureSlide, Qt::BlockingQueuedConnection);
+        probe.force();
 
         QCOMPARE(m_held(), 1); // the receiver: every frame has gone back
-        QCOMPARE(m_errors->size(), errorType == 0 ? 0 : 1);
-        QCOMPARE(m_captures->size(), red == NoSlide ? 0 : 1);
+        QCOMPARE(probe.errors,
+            errorType == 0 ? QStringList() : QStringList{ u"Invalid frame captured from NDI."_s });
+        QCOMPARE(probe.captures.size(), red == NoSlide ? 0 : 1);
         if (red == NoSlide)
             return;
-        QVERIFY(m_captures->first()[2].toBool());
-        const auto slides = m_captures->first()[1].value<QList<SlideImage>>();
-        QCOMPARE(slides.size(), 1);
-        const cv::Mat& mat = *slides[0].mat;
-        QCOMPARE(mat.type(), CV_8UC4);
-        QVERIFY(mat.isContinuous());
-        QCOMPARE(cv::Scalar(mat.at<cv::Vec4b>(47, 63)), cv::Scalar(red, 63, 47, 255));
-        QCOMPARE(static_cast<const void*>(slides[0].image.constBits()),
-            static_cast<const void*>(mat.data));
-        deleteMatrices(slides);
+        SourceProbe::Capture& capture = probe.captures.first();
+        QVERIFY(capture.forced && capture.sharesPixels);
+        QCOMPARE(capture.count, 1);
+        QCOMPARE(capture.mat.type(), CV_8UC4);
+        QVERIFY(capture.mat.isContinuous());
+        QCOMPARE(cv::Scalar(capture.mat.at<cv::Vec4b>(47, 63)), cv::Scalar(red, 63, 47, 255));
+        capture.mat.release();
         // The picture outlives the matrix whose pixels it shares.
-        QCOMPARE(slides[0].image.size(), QSize(64, 48));
-        QCOMPARE(slides[0].image.pixelColor(5, 40), QColor(red, 5, 40));
-        m_captures->clear();
+        QCOMPARE(capture.image.size(), QSize(64, 48));
+        QCOMPARE(capture.image.pixelColor(5, 40), QColor(red, 5, 40));
     }
 
     void timedCaptures()
     {
-        start();
+        SourceProbe probe(m_info);
+        QVERIFY(probe.becomesReady());
         const FakeNdiFrame frame = picture(3);
         m_push(&frame);
-        QVERIFY(m_captures->wait(3000));
-        const qint64 time = m_captures->first()[0].toLongLong();
-        QVERIFY2(time >= 950 && time < 1900, qPrintable(QString::number(time)));
-        QVERIFY(!m_captures->first()[2].toBool());
-        const QVariantMap size = m_source->slidesResolutions().value(0).toMap();
+        QTRY_COMPARE(probe.captures.size(), 1);
+        const qint64 time = probe.captures.first().time;
+        QVERIFY2(time >= 950 && time < 3000, qPrintable(QString::number(time)));
+        QVERIFY(!probe.captures.first().forced);
+        const QVariantMap size = probe.source->slidesResolutions().value(0).toMap();
         QCOMPARE(size.value(u"width"_s).toDouble(), 64.0);
-        deleteMatrices(m_captures->takeFirst()[1].value<QList<SlideImage>>());
 
         QTest::ignoreMessage(QtWarningMsg,
             "[SlideSourceNDI] captureSlide can only be called from the slide source thread");
         m_push(&frame);
-        m_source->captureSlide();
-        QCOMPARE(m_captures->size(), 0);
+        probe.source->captureSlide();
+        QVERIFY(probe.stopsPromptly());
+        QTRY_COMPARE(probe.stopped, 1);
+        QCOMPARE(probe.captures.size(), 1);
     }
 
-    void cleanup()
-    {
-        if (!m_source)
-            return;
-        QSignalSpy stopped(m_source.get(), &SlideSource::stopped);
-        m_source->requestStop();
-        QVERIFY(m_source->wait(5000));
-        QTRY_COMPARE(stopped.size(), 1);
-        m_source.reset();
-        QCOMPARE(m_held(), 0);
-    }
+    void cleanup() { QCOMPARE(m_held(), 0); }
 
 private:
-    void start()
-    {
-        SlidesSourceInfo info(true, SlidesSourceInfo::NDISource, "127.0.0.1:1", 0, u"X (Y)"_s);
-        info.setData(u"ndiUrlAddress"_s, u"127.0.0.1:1"_s);
-        m_source.reset(SlideSource::create(info));
-        QVERIFY(m_source);
-        m_captures = std::make_unique<QSignalSpy>(m_source.get(), &SlideSource::slidesCaptured);
-        m_errors = std::make_unique<QSignalSpy>(m_source.get(), &SlideSource::captureError);
-        QSignalSpy ready(m_source.get(), &SlideSource::ready);
-        m_source->start();
-        QVERIFY(ready.wait());
-        // What an earlier row left in the queue.
-        for (int i = 0; i < 4; ++i)
-            QMetaObject::invokeMethod(
-                m_source.get(), &SlideSource::captureSlide, Qt::BlockingQueuedConnection);
-        for (const QList<QVariant>& call : *m_captures)
-            deleteMatrices(call[1].value<QList<SlideImage>>());
-        m_captures->clear();
-        m_errors->clear();
-    }
-
+    SlidesSourceInfo m_info{ true, SlidesSourceInfo::NDISource, "127.0.0.1:1", 0, u"X (Y)"_s };
     FakeNdiPush m_push = nullptr;
     FakeNdiHeld m_held = nullptr;
     FakeNdiAnnounce m_announce = nullptr;
-    std::unique_ptr<SlideSource> m_source;
-    std::unique_ptr<QSignalSpy> m_captures;
-    std::unique_ptr<QSignalSpy> m_errors;
 };
 
 QTEST_GUILESS_MAIN(SlideSourceNDITest)

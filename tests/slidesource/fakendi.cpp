@@ -24,7 +24,10 @@ int held = 0;
 FAKE_NDI_EXPORT void fakendi_push(const FakeNdiFrame* frame)
 {
     const std::lock_guard lock(mutex);
-    frames.push_back(*frame);
+    if (frame)
+        frames.push_back(*frame);
+    else
+        frames.clear();
 }
 
 FAKE_NDI_EXPORT int fakendi_held()
