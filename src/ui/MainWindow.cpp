@@ -1,0 +1,377 @@
+#include "ui/MainWindow.h"
+
+#include "BuildConfig.h"
+#include "recording/Presentation.h"
+#include "settings/LiveStreamSettings.h"
+#include "settings/LoginSettings.h"
+#include "settings/NetworkSettings.h"
+#include "settings/RecorderSettings.h"
+#include "ui/ImageItem.h"
+#include "ui/SlideSourcePreview.h"
+
+#include <QCoreApplication>
+#include <QDebug>
+#include <QDesktopServices>
+#include <QDir>
+#include <QQmlContext>
+#include <QUrl>
+
+using namespace Qt::StringLiterals;
+
+// The screens lie in a static library, whose resources nothing else would link in. The macro wants
+// to stand outside of any namespace.
+static void registerScreens()
+{
+    Q_INIT_RESOURCE(qml);
+}
+
+namespace {
+
+constexpr int DurationIntervalMs = 100;
+
+} // namespace
+
+MainWindow::MainWindow(QObject* parent)
+    : QObject(parent)
+    , m_presentationModel(nullptr)
+{
+    setObjectName("Podiumcast Recorder"_L1);
+    qmlRegisterType<SlideSourcePreview>("Podiumcast", 1, 0, "SlideSourcePreview");
+    qmlRegisterType<ImageItem>("Podiumcast", 1, 0, "ImageItem");
+
+    m_presentationProxy.setSourceModel(&m_presentationModel);
+    m_presentationProxy.setSortRole(PresentationModel::TitleRole);
+    m_presentationProxy.sort(0, Qt::DescendingOrder);
+    connect(&m_presentationModel, &PresentationModel::rowsInserted, this, &MainWindow::watchTitles);
+
+    m_durationTimer.setInterval(DurationIntervalMs);
+}
+
+MainWindow::~MainWindow()
+{
+    // The screens go before everything that they show.
+    qDeleteAll(m_engine.rootObjects());
+}
+
+void MainWindow::run()
+{
+    connect(&m_durationTimer, &QTimer::timeout, this, &MainWindow::updateRecordingDuration);
+
+    QQmlContext* context = m_engine.rootContext();
+    context->setContextProperty(u"liveStreamSettings"_s, LiveStreamSettings::instance());
+    context->setContextProperty(u"loginSettings"_s, LoginSettings::instance());
+    context->setContextProperty(u"networkSettings"_s, NetworkSettings::instance());
+    context->setContextProperty(u"recorderSettings"_s, RecorderSettings::instance());
+    context->setContextProperty(u"mainWindow"_s, this);
+    context->setContextProperty(u"presentationModel"_s, &m_presentationProxy);
+
+    registerScreens();
+    m_engine.load(QUrl(u"qrc:/main.qml"_s));
+    if (m_engine.rootObjects().isEmpty()) {
+        qCritical() << "[MainWindow]" << "the screens cannot be loaded";
+        QCoreApplication::exit(1);
+    }
+}
+
+QString MainWindow::version() const
+{
+    return QStringLiteral(PODIUMCAST_VERSION);
+}
+
+SlideSourcePreview* MainWindow::findSlideSourcePreview() const
+{
+    const QList<QObject*> roots = m_engine.rootObjects();
+    for (const QObject* root : roots) {
+        if (auto* preview = root->findChild<SlideSourcePreview*>(u"slideSourcePreview"_s))
+            return preview;
+    }
+    return nullptr;
+}
+
+QString MainWindow::durationString(qint64 milliseconds)
+{
+    const qint64 seconds = milliseconds / 1000;
+    const QChar zero = u'0';
+    return u"%1:%2:%3.%4"_s.arg(seconds / 3600, 2, 10, zero)
+        .arg((seconds % 3600) / 60, 2, 10, zero)
+        .arg(seconds % 60, 2, 10, zero)
+        .arg(milliseconds % 1000, 3, 10, zero);
+}
+
+void MainWindow::qml_startLiveStream(
+    bool connectToExistingLiveStream, const QString& livestreamPresentationId)
+{
+    setLoading(true);
+    stopPreview();
+    if (m_quitting) // the window was closed while the preview's device wound down
+        return;
+    emit startLiveStream(connectToExistingLiveStream, livestreamPresentationId.trimmed());
+}
+
+void MainWindow::qml_startRecording()
+{
+    setLoading(true);
+    stopPreview();
+    if (m_quitting)
+        return;
+    emit startRecording();
+}
+
+void MainWindow::qml_stopRecording()
+{
+    setLoading(true);
+    emit stopRecording();
+}
+
+void MainWindow::qml_freezeSlides()
+{
+    emit freezeSlides();
+}
+
+void MainWindow::qml_captureSlide()
+{
+    emit captureSlide();
+}
+
+void MainWindow::qml_login(const QString& email, const QString& password)
+{
+    emit login(email, password);
+}
+
+void MainWindow::qml_quit()
+{
+    if (m_quitting)
+        return;
+    m_quitting = true;
+    emit quittingChanged();
+    setLoading(true);
+    emit quitRequested();
+}
+
+bool MainWindow::qml_openDirectory(const QString& directory) const
+{
+    // Canonical paths, so that neither ".." nor a symbolic link leads out of the work directory.
+    const QString workDir
+        = QDir(QCoreApplication::instance()->property("workDir").toString()).canonicalPath();
+    const QString path = QDir(directory).canonicalPath();
+    if (workDir.isEmpty() || path.isEmpty() || !path.startsWith(QDir(workDir).filePath(QString())))
+    {
+        qWarning() << "[MainWindow]" << "not opening" << directory;
+        return false;
+    }
+    return QDesktopServices::openUrl(QUrl::fromLocalFile(path));
+}
+
+QUrl MainWindow::qml_serviceUrl(const QString& path) const
+{
+    QUrl url;
+    url.setScheme(u"https"_s);
+    url.setAuthority(QStringLiteral(PODIUMCAST_SERVICE_HOST));
+    url.setPath(path, QUrl::DecodedMode);
+    return url;
+}
+
+bool MainWindow::qml_openLink(const QUrl& url) const
+{
+    if (!url.isValid() || (url.scheme() != "https"_L1 && url.scheme() != "http"_L1)) {
+        qWarning() << "[MainWindow]" << "not opening" << url;
+        return false;
+    }
+    return QDesktopServices::openUrl(url);
+}
+
+void MainWindow::setLoading(bool isLoading)
+{
+    if (m_isLoading == isLoading)
+        return;
+    m_isLoading = isLoading;
+    emit property_loadingChanged(m_isLoading);
+}
+
+void MainWindow::setRecording(bool isRecording)
+{
+    const bool changed = m_isRecording != isRecording;
+    if (changed) {
+        m_isRecording = isRecording;
+        emit property_recordingChanged(m_isRecording);
+    }
+    if (changed && m_isRecording) {
+        m_previewHeld = false;
+        m_recordingClock.restart();
+        updateRecordingDuration();
+        m_durationTimer.start();
+    }
+    if (changed && !m_isRecording)
+        m_durationTimer.stop();
+    // Also after a start that never became a recording, such as a refused live stream.
+    if (!m_isRecording && (changed || m_previewHeld))
+        restartPreview();
+    setLoading(false);
+}
+
+void MainWindow::loginFailed()
+{
+    emit internal_loginFailed();
+}
+
+void MainWindow::loginSuccessful()
+{
+    emit internal_loginSuccessful();
+}
+
+void MainWindow::showSlides(const QList<QImage>& slides)
+{
+    emit internal_showSlides(slides);
+}
+
+void MainWindow::showLiveStreamStartFailed(const QString& message)
+{
+    emit internal_showLiveStreamStartFailed(message);
+}
+
+void MainWindow::setLiveStream(bool isLiveStream)
+{
+    if (m_isLiveStream == isLiveStream)
+        return;
+    m_isLiveStream = isLiveStream;
+    emit property_liveStreamChanged();
+}
+
+void MainWindow::setLiveStreamDetails(
+    const QString& presentationId, const QString& presentationTitle)
+{
+    m_liveStreamPresentationId = presentationId;
+    m_liveStreamPresentationTitle = presentationTitle;
+    emit property_liveStreamPresentationChanged();
+}
+
+void MainWindow::setSlidesFrozen(bool frozen)
+{
+    m_slidesFrozen = frozen;
+    emit slidesFrozenChanged();
+}
+
+void MainWindow::setSlidesResolutions(const QVariantList& resolutions)
+{
+    m_slidesResolutions = resolutions;
+    emit slidesResolutionsChanged();
+}
+
+void MainWindow::setSlidesCaptured(qint64 count)
+{
+    m_slidesCaptured = count;
+    emit slidesCapturedChanged();
+}
+
+void MainWindow::setSlidesSaved(qint64 count)
+{
+    m_slidesSaved = count;
+    emit slidesSavedChanged();
+}
+
+void MainWindow::setSlidesToUpload(qint64 count)
+{
+    m_slidesToUpload = count;
+    emit slidesToUploadChanged();
+}
+
+void MainWindow::setSlidesUploaded(qint64 count)
+{
+    m_slidesUploaded = count;
+    emit slidesUploadedChanged();
+}
+
+void MainWindow::setSlidesUploadFailed(qint64 count)
+{
+    m_slidesUploadFailed = count;
+    emit slidesUploadFailedChanged();
+}
+
+void MainWindow::setSlideInfoWebSuccessCount(qint64 count)
+{
+    m_slideInfoWebSuccessCount = count;
+    emit slideInfoWebSuccessCountChanged();
+}
+
+void MainWindow::setSlideInfoWebFailCount(qint64 count)
+{
+    m_slideInfoWebFailCount = count;
+    emit slideInfoWebFailCountChanged();
+}
+
+void MainWindow::setLastSlideInfoWebSuccess(bool success)
+{
+    m_lastSlideInfoWebSuccess = success;
+    emit lastSlideInfoWebSuccessChanged();
+}
+
+void MainWindow::setLastSlideInfoWebError(QNetworkReply::NetworkError error)
+{
+    m_lastSlideInfoWebError = error;
+    emit lastSlideInfoWebErrorChanged();
+}
+
+void MainWindow::setLastSlideInfoWebErrorString(const QString& errorString)
+{
+    m_lastSlideInfoWebErrorString = errorString;
+    emit lastSlideInfoWebErrorStringChanged();
+}
+
+void MainWindow::setMousePositionX(qint64 x)
+{
+    m_mousePositionX = x;
+    emit mousePositionXChanged();
+}
+
+void MainWindow::setMousePositionY(qint64 y)
+{
+    m_mousePositionY = y;
+    emit mousePositionYChanged();
+}
+
+void MainWindow::reloadPresentations()
+{
+    m_presentationModel.reload();
+}
+
+void MainWindow::showStartFailed(const QString& message)
+{
+    emit errorMessage(message);
+    if (!m_isRecording)
+        restartPreview();
+    setLoading(false);
+}
+
+void MainWindow::updateRecordingDuration()
+{
+    m_recordingDurationString = durationString(m_recordingClock.elapsed());
+    emit property_recordingDurationStringChanged(m_recordingDurationString);
+}
+
+void MainWindow::stopPreview()
+{
+    m_previewHeld = true;
+    if (SlideSourcePreview* preview = findSlideSourcePreview())
+        preview->stop();
+}
+
+void MainWindow::restartPreview()
+{
+    m_previewHeld = false;
+    if (m_quitting)
+        return;
+    if (SlideSourcePreview* preview = findSlideSourcePreview())
+        preview->restart();
+}
+
+/// A title that changes moves its row in the sorted list.
+void MainWindow::watchTitles(const QModelIndex& parent, int first, int last)
+{
+    for (int row = first; row <= last; ++row) {
+        const QModelIndex index = m_presentationModel.index(row, 0, parent);
+        auto* presentation
+            = index.data(PresentationModel::PresentationObjectRole).value<Presentation*>();
+        connect(presentation, &Presentation::property_titleChanged, &m_presentationModel,
+            &PresentationModel::onPresentationTitleChanged, Qt::UniqueConnection);
+    }
+}

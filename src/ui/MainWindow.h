@@ -1,0 +1,201 @@
+#pragma once
+
+#include "ui/PresentationModel.h"
+
+#include <QElapsedTimer>
+#include <QImage>
+#include <QList>
+#include <QNetworkReply>
+#include <QObject>
+#include <QQmlApplicationEngine>
+#include <QSortFilterProxyModel>
+#include <QTimer>
+#include <QVariantList>
+
+class SlideSourcePreview;
+
+/// The one object through which the QML screens see and drive the recorder: mirrors what they show
+/// and turns their actions into signals. Knows no recorder; the application wires the two.
+/// Main thread.
+class MainWindow : public QObject
+{
+    Q_OBJECT
+    Q_PROPERTY(QString version READ version CONSTANT)
+    Q_PROPERTY(
+        bool isRecording READ isRecording WRITE setRecording NOTIFY property_recordingChanged)
+    Q_PROPERTY(bool isLoading READ isLoading WRITE setLoading NOTIFY property_loadingChanged)
+    Q_PROPERTY(QString recordingDurationString MEMBER m_recordingDurationString NOTIFY
+            property_recordingDurationStringChanged)
+    Q_PROPERTY(bool isLiveStream MEMBER m_isLiveStream WRITE setLiveStream NOTIFY
+            property_liveStreamChanged)
+    Q_PROPERTY(QString liveStreamPresentationId MEMBER m_liveStreamPresentationId NOTIFY
+            property_liveStreamPresentationChanged)
+    Q_PROPERTY(QString liveStreamPresentationTitle MEMBER m_liveStreamPresentationTitle NOTIFY
+            property_liveStreamPresentationChanged)
+    Q_PROPERTY(bool slidesFrozen MEMBER m_slidesFrozen WRITE setSlidesFrozen NOTIFY
+            slidesFrozenChanged)
+    Q_PROPERTY(QVariantList slidesResolutions MEMBER m_slidesResolutions WRITE
+            setSlidesResolutions NOTIFY slidesResolutionsChanged)
+    Q_PROPERTY(qint64 slidesCaptured MEMBER m_slidesCaptured WRITE setSlidesCaptured NOTIFY
+            slidesCapturedChanged)
+    Q_PROPERTY(
+        qint64 slidesSaved MEMBER m_slidesSaved WRITE setSlidesSaved NOTIFY slidesSavedChanged)
+    Q_PROPERTY(qint64 slidesToUpload MEMBER m_slidesToUpload WRITE setSlidesToUpload NOTIFY
+            slidesToUploadChanged)
+    Q_PROPERTY(qint64 slidesUploaded MEMBER m_slidesUploaded WRITE setSlidesUploaded NOTIFY
+            slidesUploadedChanged)
+    Q_PROPERTY(qint64 slidesUploadFailed MEMBER m_slidesUploadFailed WRITE setSlidesUploadFailed
+            NOTIFY slidesUploadFailedChanged)
+    Q_PROPERTY(qint64 slideInfoWebSuccessCount MEMBER m_slideInfoWebSuccessCount WRITE
+            setSlideInfoWebSuccessCount NOTIFY slideInfoWebSuccessCountChanged)
+    Q_PROPERTY(qint64 slideInfoWebFailCount MEMBER m_slideInfoWebFailCount WRITE
+            setSlideInfoWebFailCount NOTIFY slideInfoWebFailCountChanged)
+    Q_PROPERTY(bool lastSlideInfoWebSuccess MEMBER m_lastSlideInfoWebSuccess WRITE
+            setLastSlideInfoWebSuccess NOTIFY lastSlideInfoWebSuccessChanged)
+    Q_PROPERTY(QNetworkReply::NetworkError lastSlideInfoWebError MEMBER m_lastSlideInfoWebError
+            WRITE setLastSlideInfoWebError NOTIFY lastSlideInfoWebErrorChanged)
+    Q_PROPERTY(QString lastSlideInfoWebErrorString MEMBER m_lastSlideInfoWebErrorString WRITE
+            setLastSlideInfoWebErrorString NOTIFY lastSlideInfoWebErrorStringChanged)
+    Q_PROPERTY(qint64 mousePositionX MEMBER m_mousePositionX WRITE setMousePositionX NOTIFY
+            mousePositionXChanged)
+    Q_PROPERTY(qint64 mousePositionY MEMBER m_mousePositionY WRITE setMousePositionY NOTIFY
+            mousePositionYChanged)
+    Q_PROPERTY(bool mouseListenerEnabled READ mouseListenerEnabled NOTIFY never)
+    Q_PROPERTY(bool screenRecordingEnabled READ screenRecordingEnabled NOTIFY never)
+    Q_PROPERTY(bool quitting MEMBER m_quitting NOTIFY quittingChanged)
+
+public:
+    explicit MainWindow(QObject* parent = nullptr);
+    ~MainWindow() override;
+
+    /// Shows the window. Called once; ends the application with code 1 when the screens do not load.
+    void run();
+
+    [[nodiscard]] QString version() const;
+    [[nodiscard]] bool isRecording() const { return m_isRecording; }
+    [[nodiscard]] bool isLoading() const { return m_isLoading; }
+    [[nodiscard]] bool mouseListenerEnabled() const { return true; }
+    [[nodiscard]] bool screenRecordingEnabled() const { return true; }
+
+    /// The preview on the screens, or null.
+    [[nodiscard]] SlideSourcePreview* findSlideSourcePreview() const;
+    /// "00:05:07.123"; from 100 hours on with three digits for the hours.
+    [[nodiscard]] static QString durationString(qint64 milliseconds);
+
+    Q_INVOKABLE void qml_startLiveStream(
+        bool connectToExistingLiveStream, const QString& livestreamPresentationId);
+    Q_INVOKABLE void qml_startRecording();
+    Q_INVOKABLE void qml_stopRecording();
+    Q_INVOKABLE void qml_freezeSlides();
+    Q_INVOKABLE void qml_captureSlide();
+    Q_INVOKABLE void qml_login(const QString& email, const QString& password);
+    /// The operator closes the window during a recording: asks for an orderly end.
+    Q_INVOKABLE void qml_quit();
+    /// Shows @p directory in the system's file browser; refuses what is not in the work directory.
+    Q_INVOKABLE bool qml_openDirectory(const QString& directory) const;
+    /// The address of @p path ("/…") on the service's site.
+    Q_INVOKABLE QUrl qml_serviceUrl(const QString& path) const;
+    /// Opens an http or https address in the system's browser; refuses everything else.
+    Q_INVOKABLE bool qml_openLink(const QUrl& url) const;
+
+signals:
+    void errorMessage(const QString& message);
+    void property_loadingChanged(bool isLoading);
+    void property_recordingChanged(bool isRecording);
+    void property_recordingDurationStringChanged(const QString& duration);
+    void property_liveStreamChanged();
+    void property_liveStreamPresentationChanged();
+    void slidesFrozenChanged();
+    void slidesResolutionsChanged();
+    void slidesCapturedChanged();
+    void slidesSavedChanged();
+    void slidesToUploadChanged();
+    void slidesUploadedChanged();
+    void slidesUploadFailedChanged();
+    void slideInfoWebSuccessCountChanged();
+    void slideInfoWebFailCountChanged();
+    void lastSlideInfoWebSuccessChanged();
+    void lastSlideInfoWebErrorChanged();
+    void lastSlideInfoWebErrorStringChanged();
+    void mousePositionXChanged();
+    void mousePositionYChanged();
+    void internal_loginFailed();
+    void internal_loginSuccessful();
+    void internal_showSlides(const QList<QImage>& slides);
+    void internal_showLiveStreamStartFailed(const QString& message);
+    void startLiveStream(
+        bool connectToExistingLiveStream, const QString& livestreamPresentationId);
+    void startRecording();
+    void stopRecording();
+    void freezeSlides();
+    void captureSlide();
+    void login(const QString& email, const QString& password);
+    void never();
+    /// The recording is to be ended and then the application.
+    void quitRequested();
+    void quittingChanged();
+
+public slots:
+    void setLoading(bool isLoading);
+    void setRecording(bool isRecording);
+    void loginFailed();
+    void loginSuccessful();
+    void showSlides(const QList<QImage>& slides);
+    void showLiveStreamStartFailed(const QString& message);
+    void setLiveStream(bool isLiveStream);
+    void setLiveStreamDetails(const QString& presentationId, const QString& presentationTitle);
+    void setSlidesFrozen(bool frozen);
+    void setSlidesResolutions(const QVariantList& resolutions);
+    void setSlidesCaptured(qint64 count);
+    void setSlidesSaved(qint64 count);
+    void setSlidesToUpload(qint64 count);
+    void setSlidesUploaded(qint64 count);
+    void setSlidesUploadFailed(qint64 count);
+    void setSlideInfoWebSuccessCount(qint64 count);
+    void setSlideInfoWebFailCount(qint64 count);
+    void setLastSlideInfoWebSuccess(bool success);
+    void setLastSlideInfoWebError(QNetworkReply::NetworkError error);
+    void setLastSlideInfoWebErrorString(const QString& errorString);
+    void setMousePositionX(qint64 x);
+    void setMousePositionY(qint64 y);
+    void reloadPresentations();
+    /// A requested start came to nothing: tells the operator why and returns to idle.
+    void showStartFailed(const QString& message);
+
+private slots:
+    void updateRecordingDuration();
+
+private:
+    void stopPreview();
+    void restartPreview();
+    void watchTitles(const QModelIndex& parent, int first, int last);
+
+    QQmlApplicationEngine m_engine;
+    PresentationModel m_presentationModel;
+    QSortFilterProxyModel m_presentationProxy;
+    QElapsedTimer m_recordingClock;
+    QTimer m_durationTimer;
+    bool m_isLoading = false;
+    bool m_isRecording = false;
+    QString m_recordingDurationString;
+    bool m_isLiveStream = false;
+    QString m_liveStreamPresentationId;
+    QString m_liveStreamPresentationTitle;
+    bool m_slidesFrozen = false;
+    QVariantList m_slidesResolutions;
+    qint64 m_slidesCaptured = 0;
+    qint64 m_slidesSaved = 0;
+    qint64 m_slidesToUpload = 0;
+    qint64 m_slidesUploaded = 0;
+    qint64 m_slidesUploadFailed = 0;
+    qint64 m_slideInfoWebSuccessCount = 0;
+    qint64 m_slideInfoWebFailCount = 0;
+    bool m_lastSlideInfoWebSuccess = false;
+    QNetworkReply::NetworkError m_lastSlideInfoWebError = QNetworkReply::NoError;
+    QString m_lastSlideInfoWebErrorString;
+    qint64 m_mousePositionX = 0;
+    qint64 m_mousePositionY = 0;
+    bool m_quitting = false;
+    /// The preview gave the device away for a start that has not become a recording yet.
+    bool m_previewHeld = false;
+};

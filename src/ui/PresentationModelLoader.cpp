@@ -1,0 +1,30 @@
+#include "ui/PresentationModelLoader.h"
+
+#include "recording/Presentation.h"
+
+PresentationModelLoader::PresentationModelLoader(const QDir& dir, QObject* parent)
+    : QThread(parent)
+    , m_dir(dir)
+{
+}
+
+void PresentationModelLoader::startLoader()
+{
+    start(QThread::InheritPriority);
+}
+
+void PresentationModelLoader::run()
+{
+    const QStringList names
+        = m_dir.entryList(QDir::AllDirs | QDir::NoDot | QDir::NoDotDot, QDir::NoSort);
+    for (const QString& name : names) {
+        if (isInterruptionRequested())
+            return;
+        Presentation* presentation = Presentation::load(QDir(m_dir.absoluteFilePath(name)));
+        if (!presentation)
+            continue;
+        // Only the owning thread may move an object, so it happens here and not at the receiver.
+        presentation->moveToThread(thread());
+        emit loadedPresentation(presentation);
+    }
+}

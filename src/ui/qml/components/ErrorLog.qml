@@ -1,0 +1,76 @@
+import QtQuick
+import QtQuick.Templates as T
+import "../colors.js" as Colors
+import "../theme.js" as Theme
+
+/// The error messages of a recording, one below the other. Grows to a few lines, then scrolls; the
+/// newest message is always in sight.
+Rectangle {
+    id: log
+
+    /// Enough to see what went wrong first; a device that fails every second for hours must not
+    /// make the window slow.
+    readonly property int maximumMessages: 200
+    property var messages: []
+
+    function add(message) {
+        messages = messages.concat([message]).slice(-maximumMessages)
+    }
+    function clear() {
+        messages = []
+    }
+
+    // The half-transparent black lies on the dark background, whatever page is below.
+    color: Colors.bgDark
+    height: visible ? Math.min(label.height, 5 * Theme.fontTiny * 1.3) + Theme.unit : 0
+    visible: messages.length > 0
+
+    Rectangle {
+        anchors.fill: parent
+        color: "#80000000"
+    }
+    Flickable {
+        id: flickable
+
+        anchors.fill: parent
+        anchors.leftMargin: Theme.unit
+        anchors.margins: Theme.unit / 2
+        anchors.rightMargin: dismiss.width + Theme.unit
+        boundsBehavior: Flickable.StopAtBounds
+        clip: true
+        contentHeight: label.height
+        contentY: Math.max(0, contentHeight - height)
+
+        T.ScrollBar.vertical: MyScrollBar {}
+
+        MyLabel {
+            id: label
+
+            color: Colors.brightRed
+            elide: Text.ElideNone
+            font.pixelSize: Theme.fontTiny
+            objectName: "errorLabel"
+            text: log.messages.join("\n")
+            width: flickable.width - Theme.unit
+            wrapMode: Text.Wrap
+
+            Accessible.role: Accessible.AlertMessage
+        }
+    }
+    MyButton {
+        id: dismiss
+
+        anchors.right: parent.right
+        anchors.rightMargin: Theme.unit / 2
+        anchors.top: parent.top
+        anchors.topMargin: 3
+        baseColor: Theme.lineDark
+        font.pixelSize: Theme.fontTiny
+        implicitHeight: 16
+        leftPadding: Theme.unit
+        onDark: true
+        rightPadding: Theme.unit
+        text: qsTr("Dismiss")
+        onClicked: log.clear()
+    }
+}

@@ -1,0 +1,47 @@
+import QtQuick
+import QtQuick.Templates as T
+import "../colors.js" as Colors
+import "../theme.js" as Theme
+
+/// A link to a page of the service, opened in the system's browser.
+T.AbstractButton {
+    id: control
+
+    property bool onDark: false
+    required property url url
+
+    focusPolicy: Qt.StrongFocus
+    font.family: Theme.fontFamily
+    font.pixelSize: Theme.fontBody
+    hoverEnabled: true
+    implicitHeight: Math.ceil(contentItem.implicitHeight)
+    implicitWidth: Math.ceil(contentItem.implicitWidth)
+
+    Accessible.description: url
+    Accessible.name: text
+    Accessible.role: Accessible.Link
+    Keys.onEnterPressed: click()
+    Keys.onReturnPressed: click()
+    onClicked: mainWindow.qml_openLink(url)
+
+    background: Item {
+        MyFocusRing {
+            control: control
+            onDark: control.onDark
+        }
+    }
+    contentItem: Text {
+        color: control.onDark ? Theme.blueOnDark : Colors.blue
+        elide: Text.ElideRight
+        font.bold: control.font.bold
+        font.family: control.font.family
+        font.pixelSize: control.font.pixelSize
+        font.underline: control.hovered || control.visualFocus
+        text: control.text
+        textFormat: Text.PlainText
+    }
+
+    HoverHandler {
+        cursorShape: Qt.PointingHandCursor
+    }
+}

@@ -1,0 +1,13 @@
+import QtQuick
+import "../colors.js" as Colors
+import "../theme.js" as Theme
+
+/// "name: value" on the dark screens.
+MyLabel {
+    required property string name
+    property string value
+
+    color: Colors.lightGrey
+    font.pixelSize: Theme.fontSmall
+    text: name + value
+}

@@ -1,0 +1,180 @@
+import QtQuick
+import QtQuick.Layouts
+import Podiumcast 1.0
+import "../colors.js" as Colors
+import "../theme.js" as Theme
+import "../components"
+
+/// The window during a recording. It is on the screen that is being recorded: nothing on it moves
+/// by itself but the duration, and the label that says that nothing is being captured.
+Rectangle {
+    id: screen
+
+    property var slides: []
+
+    color: Colors.bgDark
+
+    Connections {
+        target: mainWindow
+
+        function onInternal_showSlides(slides) {
+            screen.slides = slides
+        }
+    }
+
+    ColumnLayout {
+        anchors.fill: parent
+        anchors.margins: Theme.unit * 2
+        spacing: Theme.unit * 1.5
+
+        PresentationHeading {
+            Layout.fillWidth: true
+            editPath: "/-/edit/live"
+        }
+
+        Rectangle {
+            Layout.fillHeight: true
+            Layout.fillWidth: true
+            // The newest slide shows the screen with this window and so itself, again and again
+            // smaller; kept this small, the second picture in the picture is too small to count.
+            Layout.maximumHeight: Math.max(200, screen.height / 4)
+            color: Theme.panelDark
+            radius: Theme.radius
+
+            RowLayout {
+                anchors.fill: parent
+                anchors.margins: Theme.unit
+                spacing: Theme.unit
+
+                Repeater {
+                    model: screen.slides.length
+
+                    ImageItem {
+                        required property int index
+
+                        Layout.fillHeight: true
+                        Layout.fillWidth: true
+                        image: screen.slides[index]
+
+                        Accessible.name: qsTr("Newest slide of screen %1").arg(index + 1)
+                        Accessible.role: Accessible.Graphic
+                    }
+                }
+            }
+            MyLabel {
+                anchors.centerIn: parent
+                color: Colors.lightGrey
+                text: qsTr("Waiting for the first slide")
+                visible: screen.slides.length === 0
+            }
+        }
+
+        RowLayout {
+            Layout.fillWidth: true
+            spacing: Theme.unit
+
+            Duration {
+                Layout.fillWidth: true
+            }
+            MyButton {
+                baseColor: Theme.lineDark
+                objectName: "freezeSlides"
+                onDark: true
+                text: mainWindow.slidesFrozen ? qsTr("Unfreeze slides") : qsTr("Freeze slides")
+                toolTip: mainWindow.slidesFrozen
+                         ? qsTr("Look for new slides again")
+                         : qsTr("Look for no new slides until you unfreeze them")
+                onClicked: mainWindow.qml_freezeSlides()
+            }
+            MyButton {
+                baseColor: Theme.lineDark
+                objectName: "captureSlide"
+                onDark: true
+                text: qsTr("Capture slide")
+                toolTip: qsTr("Take a slide now, whether or not something changed")
+                onClicked: mainWindow.qml_captureSlide()
+            }
+            MyButton {
+                baseColor: Colors.red
+                objectName: "stopRecording"
+                onDark: true
+                text: qsTr("Stop Recording")
+                onClicked: mainWindow.qml_stopRecording()
+            }
+        }
+
+        MyLabel {
+            Layout.fillWidth: true
+            color: Colors.brightRed
+            font.bold: true
+            opacity: blink.lit ? 1 : 0
+            text: qsTr("Slides frozen!")
+            visible: mainWindow.slidesFrozen
+
+            Timer {
+                id: blink
+
+                property bool lit: true
+
+                interval: 800
+                repeat: true
+                running: mainWindow.slidesFrozen && screen.visible
+                onRunningChanged: lit = true
+                onTriggered: lit = !lit
+            }
+        }
+
+        GridLayout {
+            Layout.fillWidth: true
+            columnSpacing: Theme.unit * 2
+            columns: 2
+            rowSpacing: Theme.unit / 2
+
+            StatusLine {
+                Layout.fillWidth: true
+                Layout.preferredWidth: 1
+                name: qsTr("Mouse position: [")
+                value: mainWindow.mousePositionX + ", " + mainWindow.mousePositionY + "]"
+            }
+            StatusLine {
+                Layout.fillWidth: true
+                Layout.preferredWidth: 1
+                name: qsTr("Slides source: ")
+                value: recorderSettings.selectedSlideSource.name()
+            }
+            StatusLine {
+                Layout.fillWidth: true
+                Layout.preferredWidth: 1
+                name: qsTr("Slides resolution: ")
+                value: mainWindow.slidesResolutions.map(size => size.width + "x" + size.height)
+                                                   .join(", ")
+            }
+            StatusLine {
+                Layout.fillWidth: true
+                Layout.preferredWidth: 1
+                name: qsTr("Slides captured: ")
+                value: mainWindow.slidesCaptured
+            }
+            StatusLine {
+                Layout.fillWidth: true
+                Layout.preferredWidth: 1
+                name: qsTr("Slides saved: ")
+                value: mainWindow.slidesSaved
+            }
+            LiveStreamStatus {
+                delegate: StatusLine {
+                    required property var modelData
+
+                    Layout.fillWidth: true
+                    Layout.preferredWidth: 1
+                    name: modelData[0]
+                    value: modelData[1]
+                }
+            }
+        }
+
+        Item {
+            Layout.fillHeight: true
+        }
+    }
+}

@@ -1,0 +1,36 @@
+.pragma library
+.import "colors.js" as Colors
+
+// Everything on the screens that is not a colour of the brand: the spacing unit and what is made
+// of it, type sizes, and the tones between the brand's colours.
+
+var unit = 8
+var menuWidth = 250
+var controlHeight = 32
+var indicatorSize = 18
+var presentationRowHeight = 56
+var radius = 4
+var focusRing = 2
+
+var fontFamily = "Roboto"
+var fontTiny = 10
+var fontSmall = 12
+var fontBody = 14
+var fontTitle = 18
+var fontDisplay = 22
+
+// Blue on the dark background and on white, as text: the brand's blue is too dark for the former.
+var blueOnDark = "#6fb1ff"
+var focusOnDark = "#ffffff"
+var focusOnLight = Colors.bgDark
+var line = "#d9d6dc"
+var lineDark = "#2a2840"
+var panelDark = "#0d0b22"
+var blueTint = "#e7f1fd"
+var textOnLight = "#1c1b29"
+
+// The running duration changes ten times a second and is on the screen that is being recorded. It
+// is small and far from full contrast so that it never makes a new slide by itself: the comparison
+// of slides must find each part of the screen at least 95 % alike (tested).
+var durationText = "#8f8da3"
+var durationFraction = "#4b4960"
