@@ -68,7 +68,8 @@ void MainWindow::run()
     registerScreens();
     m_engine.load(QUrl(u"qrc:/main.qml"_s));
     if (m_engine.rootObjects().isEmpty()) {
-        qCritical() << "[MainWindow]" << "the screens cannot be loaded";
+        qCritical() << "[MainWindow]"
+                    << "the screens cannot be loaded";
         QCoreApplication::exit(1);
     }
 }
@@ -154,9 +155,10 @@ bool MainWindow::qml_openDirectory(const QString& directory) const
     const QString workDir
         = QDir(QCoreApplication::instance()->property("workDir").toString()).canonicalPath();
     const QString path = QDir(directory).canonicalPath();
-    if (workDir.isEmpty() || path.isEmpty() || !path.startsWith(QDir(workDir).filePath(QString())))
-    {
-        qWarning() << "[MainWindow]" << "not opening" << directory;
+    const QString below = workDir.endsWith(u'/') ? workDir : QString(workDir + u'/');
+    if (workDir.isEmpty() || path.isEmpty() || !path.startsWith(below)) {
+        qWarning() << "[MainWindow]"
+                   << "not opening" << directory;
         return false;
     }
     return QDesktopServices::openUrl(QUrl::fromLocalFile(path));
@@ -174,7 +176,8 @@ QUrl MainWindow::qml_serviceUrl(const QString& path) const
 bool MainWindow::qml_openLink(const QUrl& url) const
 {
     if (!url.isValid() || (url.scheme() != "https"_L1 && url.scheme() != "http"_L1)) {
-        qWarning() << "[MainWindow]" << "not opening" << url;
+        qWarning() << "[MainWindow]"
+                   << "not opening" << url;
         return false;
     }
     return QDesktopServices::openUrl(url);

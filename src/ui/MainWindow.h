@@ -32,10 +32,10 @@ class MainWindow : public QObject
             property_liveStreamPresentationChanged)
     Q_PROPERTY(QString liveStreamPresentationTitle MEMBER m_liveStreamPresentationTitle NOTIFY
             property_liveStreamPresentationChanged)
-    Q_PROPERTY(bool slidesFrozen MEMBER m_slidesFrozen WRITE setSlidesFrozen NOTIFY
-            slidesFrozenChanged)
-    Q_PROPERTY(QVariantList slidesResolutions MEMBER m_slidesResolutions WRITE
-            setSlidesResolutions NOTIFY slidesResolutionsChanged)
+    Q_PROPERTY(
+        bool slidesFrozen MEMBER m_slidesFrozen WRITE setSlidesFrozen NOTIFY slidesFrozenChanged)
+    Q_PROPERTY(QVariantList slidesResolutions MEMBER m_slidesResolutions WRITE setSlidesResolutions
+            NOTIFY slidesResolutionsChanged)
     Q_PROPERTY(qint64 slidesCaptured MEMBER m_slidesCaptured WRITE setSlidesCaptured NOTIFY
             slidesCapturedChanged)
     Q_PROPERTY(
@@ -68,7 +68,8 @@ public:
     explicit MainWindow(QObject* parent = nullptr);
     ~MainWindow() override;
 
-    /// Shows the window. Called once; ends the application with code 1 when the screens do not load.
+    /// Shows the window. Called once; ends the application with code 1 when the screens do not
+    /// load.
     void run();
 
     [[nodiscard]] QString version() const;
@@ -123,8 +124,7 @@ signals:
     void internal_loginSuccessful();
     void internal_showSlides(const QList<QImage>& slides);
     void internal_showLiveStreamStartFailed(const QString& message);
-    void startLiveStream(
-        bool connectToExistingLiveStream, const QString& livestreamPresentationId);
+    void startLiveStream(bool connectToExistingLiveStream, const QString& livestreamPresentationId);
     void startRecording();
     void stopRecording();
     void freezeSlides();

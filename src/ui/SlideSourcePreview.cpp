@@ -26,7 +26,8 @@ constexpr int StopTimeoutMs = 3000;
 /// captures. For a source that did not end in time.
 void retire(SlideSource* source)
 {
-    qWarning() << "[SlideSourcePreview]" << "slide source does not stop, leaving it behind";
+    qWarning() << "[SlideSourcePreview]"
+               << "slide source does not stop, leaving it behind";
     auto* application = QCoreApplication::instance();
     QObject::connect(source, &SlideSource::slidesCaptured, application,
         [](qint64, const QList<SlideImage>& slides, bool) { deleteMatrices(slides); });
@@ -137,7 +138,8 @@ void SlideSourcePreview::doRefresh()
 void SlideSourcePreview::restart()
 {
     if (m_stopping) {
-        qWarning() << "[SlideSourcePreview]" << "is being stopped";
+        qWarning() << "[SlideSourcePreview]"
+                   << "is being stopped";
         return;
     }
     m_restartCancelled = false;
@@ -146,7 +148,7 @@ void SlideSourcePreview::restart()
     if (!alive || m_restartCancelled)
         return;
 
-    m_source = SlideSource::create(RecorderSettings::instance()->selectedSlideSource());
+    m_source = createSource();
     if (!m_source)
         return;
     emit slideSourceNameChanged();
@@ -194,6 +196,11 @@ void SlideSourcePreview::stop()
 
     m_stopping = false;
     emit stoppingChanged();
+}
+
+SlideSource* SlideSourcePreview::createSource() const
+{
+    return SlideSource::create(RecorderSettings::instance()->selectedSlideSource());
 }
 
 void SlideSourcePreview::connectSource()

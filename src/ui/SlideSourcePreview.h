@@ -27,8 +27,8 @@ class SlideSourcePreview : public QQuickPaintedItem
     Q_PROPERTY(bool stopping READ stopping NOTIFY stoppingChanged)
     Q_PROPERTY(bool loading READ loading NOTIFY loadingChanged)
     Q_PROPERTY(QString slideSourceName READ slideSourceName NOTIFY slideSourceNameChanged)
-    Q_PROPERTY(bool pointerRecordingAvailable READ pointerRecordingAvailable NOTIFY
-            slideSourceNameChanged)
+    Q_PROPERTY(
+        bool pointerRecordingAvailable READ pointerRecordingAvailable NOTIFY slideSourceNameChanged)
     Q_PROPERTY(bool pointerRecordingEnabled READ pointerRecordingEnabled NOTIFY
             pointerRecordingEnabledChanged)
     Q_PROPERTY(QString errorMessage READ errorMessage NOTIFY errorMessageChanged)
@@ -67,6 +67,10 @@ signals:
     void slidesResolutionsChanged();
     void mousePositionXChanged();
     void mousePositionYChanged();
+
+protected:
+    /// The source for the next run, for the caller to own; null when nothing usable is selected.
+    [[nodiscard]] virtual SlideSource* createSource() const;
 
 private:
     void connectSource();

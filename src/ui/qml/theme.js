@@ -16,11 +16,14 @@ var fontFamily = "Roboto"
 var fontTiny = 10
 var fontSmall = 12
 var fontBody = 14
+var fontDuration = 17
+var fontFraction = 10
 var fontTitle = 18
 var fontDisplay = 22
 
 // Blue on the dark background and on white, as text: the brand's blue is too dark for the former.
 var blueOnDark = "#6fb1ff"
+var blueOnLight = "#0b57b0"
 var focusOnDark = "#ffffff"
 var focusOnLight = Colors.bgDark
 var line = "#d9d6dc"
@@ -32,5 +35,5 @@ var textOnLight = "#1c1b29"
 // The running duration changes ten times a second and is on the screen that is being recorded. It
 // is small and far from full contrast so that it never makes a new slide by itself: the comparison
 // of slides must find each part of the screen at least 95 % alike (tested).
-var durationText = "#8f8da3"
-var durationFraction = "#4b4960"
+var durationText = "#a5a3b8"
+var durationFraction = "#55536a"

@@ -19,7 +19,7 @@ Item {
 
         anchors.verticalCenter: parent.verticalCenter
         color: Theme.durationText
-        font.pixelSize: Theme.fontBody
+        font.pixelSize: Theme.fontDuration
         objectName: "duration"
         text: duration.time.split(".")[0]
         Accessible.ignored: true
@@ -28,7 +28,7 @@ Item {
         anchors.baseline: whole.baseline
         anchors.left: whole.right
         color: Theme.durationFraction
-        font.pixelSize: Theme.fontTiny
+        font.pixelSize: Theme.fontFraction
         text: duration.time.length > 0 ? "." + duration.time.split(".")[1] : ""
         Accessible.ignored: true
     }

@@ -22,7 +22,7 @@ Rectangle {
 
     // The half-transparent black lies on the dark background, whatever page is below.
     color: Colors.bgDark
-    height: visible ? Math.min(label.height, 5 * Theme.fontTiny * 1.3) + Theme.unit : 0
+    height: visible ? Math.min(label.height, 5 * label.lineHeight) + Theme.unit : 0
     visible: messages.length > 0
 
     Rectangle {
@@ -49,6 +49,8 @@ Rectangle {
             color: Colors.brightRed
             elide: Text.ElideNone
             font.pixelSize: Theme.fontTiny
+            lineHeight: 13
+            lineHeightMode: Text.FixedHeight
             objectName: "errorLabel"
             text: log.messages.join("\n")
             width: flickable.width - Theme.unit

@@ -59,6 +59,8 @@ Rectangle {
 
         anchors.right: parent.right
         anchors.rightMargin: Theme.unit * 2
+        baseColor: hover.hovered ? Colors.white : Theme.blueTint
+        textColor: Theme.blueOnLight
         anchors.verticalCenter: parent.verticalCenter
         // The Tab key stops at the current row's button only: a stop at each of thousands of
         // buttons would put the rest of the window out of reach.

@@ -9,5 +9,7 @@ MyLabel {
 
     color: Colors.lightGrey
     font.pixelSize: Theme.fontSmall
+    maximumLineCount: 2
     text: name + value
+    wrapMode: Text.Wrap
 }

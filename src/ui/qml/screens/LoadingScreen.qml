@@ -18,6 +18,8 @@ Rectangle {
     }
 
     PresentationHeading {
+        id: heading
+
         editPath: "/edit/live"
         width: parent.width - 2 * x
         x: Theme.unit * 2
@@ -25,8 +27,9 @@ Rectangle {
     }
 
     Column {
-        anchors.centerIn: parent
+        anchors.horizontalCenter: parent.horizontalCenter
         spacing: Theme.unit * 2
+        y: Math.max(heading.y + heading.height + Theme.unit, (parent.height - height) / 2)
         width: parent.width - 8 * Theme.unit
 
         Item {

@@ -39,11 +39,12 @@ Item {
 
     component Page: Loader {
         required property string page
-        property bool wanted: false
+        readonly property bool chosen: menu.selected === page
 
-        active: wanted || visible
+        active: false
         anchors.fill: parent
-        visible: menu.selected === page
-        onLoaded: wanted = true
+        visible: chosen
+        Component.onCompleted: active = active || chosen
+        onChosenChanged: active = active || chosen
     }
 }

@@ -33,11 +33,15 @@ Rectangle {
         }
 
         Rectangle {
+            readonly property real limit: Math.max(27 * Theme.unit, screen.height / 4)
+
             Layout.fillHeight: true
             Layout.fillWidth: true
+            Layout.minimumHeight: 8 * Theme.unit
+            Layout.preferredHeight: limit
             // The newest slide shows the screen with this window and so itself, again and again
             // smaller; kept this small, the second picture in the picture is too small to count.
-            Layout.maximumHeight: Math.max(200, screen.height / 4)
+            Layout.maximumHeight: limit
             color: Theme.panelDark
             radius: Theme.radius
 
@@ -124,57 +128,70 @@ Rectangle {
             }
         }
 
-        GridLayout {
+        Rectangle {
             Layout.fillWidth: true
-            columnSpacing: Theme.unit * 2
-            columns: 2
-            rowSpacing: Theme.unit / 2
+            Layout.preferredHeight: statusGrid.implicitHeight + 3 * Theme.unit
+            color: Theme.panelDark
+            radius: Theme.radius
 
-            StatusLine {
-                Layout.fillWidth: true
-                Layout.preferredWidth: 1
-                name: qsTr("Mouse position: [")
-                value: mainWindow.mousePositionX + ", " + mainWindow.mousePositionY + "]"
-            }
-            StatusLine {
-                Layout.fillWidth: true
-                Layout.preferredWidth: 1
-                name: qsTr("Slides source: ")
-                value: recorderSettings.selectedSlideSource.name()
-            }
-            StatusLine {
-                Layout.fillWidth: true
-                Layout.preferredWidth: 1
-                name: qsTr("Slides resolution: ")
-                value: mainWindow.slidesResolutions.map(size => size.width + "x" + size.height)
-                                                   .join(", ")
-            }
-            StatusLine {
-                Layout.fillWidth: true
-                Layout.preferredWidth: 1
-                name: qsTr("Slides captured: ")
-                value: mainWindow.slidesCaptured
-            }
-            StatusLine {
-                Layout.fillWidth: true
-                Layout.preferredWidth: 1
-                name: qsTr("Slides saved: ")
-                value: mainWindow.slidesSaved
-            }
-            LiveStreamStatus {
-                delegate: StatusLine {
-                    required property var modelData
+            GridLayout {
+                id: statusGrid
 
+                anchors.left: parent.left
+                anchors.margins: Theme.unit * 1.5
+                anchors.right: parent.right
+                anchors.top: parent.top
+                columnSpacing: Theme.unit * 2
+                columns: 2
+                rowSpacing: Theme.unit / 2
+
+                StatusLine {
                     Layout.fillWidth: true
                     Layout.preferredWidth: 1
-                    name: modelData[0]
-                    value: modelData[1]
+                    name: qsTr("Mouse position: [")
+                    value: mainWindow.mousePositionX + ", " + mainWindow.mousePositionY + "]"
+                }
+                StatusLine {
+                    Layout.fillWidth: true
+                    Layout.preferredWidth: 1
+                    name: qsTr("Slides source: ")
+                    value: recorderSettings.selectedSlideSource.name()
+                }
+                StatusLine {
+                    Layout.fillWidth: true
+                    Layout.preferredWidth: 1
+                    name: qsTr("Slides resolution: ")
+                    value: mainWindow.slidesResolutions.map(size => size.width + "x" + size.height)
+                                                       .join(", ")
+                }
+                StatusLine {
+                    Layout.fillWidth: true
+                    Layout.preferredWidth: 1
+                    name: qsTr("Slides captured: ")
+                    value: mainWindow.slidesCaptured
+                }
+                StatusLine {
+                    Layout.fillWidth: true
+                    Layout.preferredWidth: 1
+                    name: qsTr("Slides saved: ")
+                    value: mainWindow.slidesSaved
+                }
+                LiveStreamStatus {
+                    delegate: StatusLine {
+                        required property var modelData
+
+                        Layout.fillWidth: true
+                        Layout.preferredWidth: 1
+                        name: modelData[0]
+                        value: modelData[1]
+                    }
                 }
             }
         }
 
         Item {
             Layout.fillHeight: true
+            Layout.preferredHeight: 0
         }
     }
 }

@@ -167,7 +167,7 @@ Rectangle {
 
         Rectangle {
             anchors.bottom: parent.bottom
-            color: "#b0000000"
+            color: "#90000000"
             height: details.height + Theme.unit
             width: parent.width
 
