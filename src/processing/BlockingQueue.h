@@ -1,10 +1,9 @@
 #pragma once
 
 #include <QList>
-#include <QMutex>
-#include <QMutexLocker>
-#include <QWaitCondition>
 
+#include <condition_variable>
+#include <mutex>
 #include <optional>
 #include <utility>
 
@@ -17,9 +16,9 @@
 ///         work(*item);
 ///
 /// All members may be called from any thread. The condition is always tested under the lock, so
-/// neither an item nor a close can slip in between the test and the wait.
-template <typename T>
-class BlockingQueue
+/// neither an item nor a close can slip in between the test and the wait. Standard primitives
+/// rather than Qt's, because the thread sanitizer cannot see through a Qt library built without it.
+template <typename T> class BlockingQueue
 {
 public:
     enum class Order {
@@ -36,11 +35,11 @@ public:
     /// when the queue is closed: the caller then still owns what the item refers to.
     [[nodiscard]] bool push(T item)
     {
-        QMutexLocker lock(&m_mutex);
+        const std::lock_guard lock(m_mutex);
         if (m_closed)
             return false;
         m_items.append(std::move(item));
-        m_condition.wakeOne();
+        m_condition.notify_one();
         return true;
     }
 
@@ -48,12 +47,10 @@ public:
     /// @p remaining, when given, receives the number of items left behind the one returned.
     [[nodiscard]] std::optional<T> pop(qsizetype* remaining = nullptr)
     {
-        QMutexLocker lock(&m_mutex);
-        while (m_items.isEmpty()) {
-            if (m_closed)
-                return std::nullopt;
-            m_condition.wait(&m_mutex);
-        }
+        std::unique_lock lock(m_mutex);
+        m_condition.wait(lock, [this] { return m_closed || !m_items.isEmpty(); });
+        if (m_items.isEmpty())
+            return std::nullopt;
         T item = m_order == Order::OldestFirst ? m_items.takeFirst() : m_items.takeLast();
         if (remaining)
             *remaining = m_items.size();
@@ -63,20 +60,20 @@ public:
     /// No more items are accepted; what is queued is still handed out. Closing twice is harmless.
     void close()
     {
-        QMutexLocker lock(&m_mutex);
+        const std::lock_guard lock(m_mutex);
         m_closed = true;
-        m_condition.wakeAll();
+        m_condition.notify_all();
     }
 
     [[nodiscard]] bool isClosed() const
     {
-        QMutexLocker lock(&m_mutex);
+        const std::lock_guard lock(m_mutex);
         return m_closed;
     }
 
     [[nodiscard]] qsizetype size() const
     {
-        QMutexLocker lock(&m_mutex);
+        const std::lock_guard lock(m_mutex);
         return m_items.size();
     }
 
@@ -84,14 +81,14 @@ public:
     /// items own something and whose thread never ran.
     [[nodiscard]] QList<T> takeAll()
     {
-        QMutexLocker lock(&m_mutex);
+        const std::lock_guard lock(m_mutex);
         return std::exchange(m_items, {});
     }
 
 private:
     const Order m_order;
-    mutable QMutex m_mutex;
-    QWaitCondition m_condition;
+    mutable std::mutex m_mutex;
+    std::condition_variable m_condition;
     QList<T> m_items;
     bool m_closed = false;
 };

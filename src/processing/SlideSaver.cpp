@@ -1,11 +1,32 @@
 #include "processing/SlideSaver.h"
 
+#include <QBuffer>
 #include <QDebug>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QSaveFile>
 
 using namespace Qt::StringLiterals;
+
+namespace {
+
+// Returns what went wrong, for the log; empty: nothing.
+QString writePng(const QImage& image, const QString& path)
+{
+    // Encoded in memory first: an encoder that writes straight to a full disk hides the reason and
+    // leaks, and one write of known length is easily checked.
+    QBuffer png;
+    png.open(QIODevice::WriteOnly);
+    if (!image.save(&png, "PNG"))
+        return image.isNull() ? u"there is no image"_s : u"the image cannot be encoded"_s;
+    // Under a temporary name until it is complete: a reader never meets half a picture.
+    QSaveFile file(path);
+    if (file.open(QIODevice::WriteOnly) && file.write(png.data()) == png.size() && file.commit())
+        return {};
+    return file.errorString();
+}
+
+} // namespace
 
 SlideSaver::SlideSaver(const QDir& directory)
     : m_directory(directory)
@@ -80,14 +101,10 @@ SlideSaver::SavedSlide SlideSaver::saveSlide(
 {
     const QString name = u"%1-%2"_s.arg(screen).arg(number, 4, 10, '0'_L1);
     const QString pngFilePath = m_directory.absoluteFilePath(name + u".png"_s);
-    // Under a temporary name until it is complete: a reader never meets half a picture.
-    QSaveFile file(pngFilePath);
-    if (!file.open(QIODevice::WriteOnly) || !slide.image.save(&file, "PNG") || !file.commit()) {
+    if (const QString error = writePng(slide.image, pngFilePath); !error.isEmpty()) {
         qWarning() << "[SlideSaver]"
                    << "saving" << pngFilePath << "failed";
-        qWarning() << "[SlideSaver]"
-                   << (slide.image.isNull() ? u"the screen delivered no image"_s
-                                            : file.errorString());
+        qWarning() << "[SlideSaver]" << error;
         reportError(tr("Saving slide %1 in PNG format failed.").arg(name));
     }
     emit slideSaved(int(screen), time, name, pngFilePath);

@@ -61,6 +61,7 @@ void BlockingQueueTest::nothingLostWhenClosedInMidFlight()
                 while (queue.push({ producer, accepted[producer] })) {
                     ++accepted[producer];
                     ++offered;
+                    std::this_thread::yield(); // lets the close in
                 }
             });
         }

@@ -4,15 +4,13 @@
 
 #include <opencv2/imgproc.hpp>
 
+#include <atomic>
 #include <memory>
 
 namespace {
 
-struct Capture
-{
-    QList<cv::Mat> frames;
-    bool forced = false;
-};
+// The captures of a recording, one frame per screen each.
+using Captures = QList<QList<cv::Mat>>;
 
 // Owned by the receiver, as the sources hand frames on.
 QList<SlideImage> toSlides(const QList<cv::Mat>& frames)
@@ -94,7 +92,6 @@ double similarity(const cv::Mat& a, const cv::Mat& b, int channel)
 }
 
 } // namespace
-Q_DECLARE_METATYPE(QList<Capture>)
 
 class SlideProcessorTest : public QObject
 {
@@ -110,100 +107,92 @@ private slots:
 
 void SlideProcessorTest::newSlides_data()
 {
-    QTest::addColumn<QList<Capture>>("captures");
+    QTest::addColumn<Captures>("captures");
     QTest::addColumn<QList<qint64>>("expected"); // indices of the captures that are new slides
+    QTest::addColumn<int>("forced"); // index of a forced capture
     QTest::addColumn<int>("errors");
-    const auto row
-        = [](const char* name, const QList<Capture>& captures, const QList<qint64>& expected,
-              int errors = 0) { QTest::newRow(name) << captures << expected << errors; };
+    const auto row = [](const char* name, const Captures& captures, const QList<qint64>& expected,
+                         int forced = -1, int errors = 0) {
+        QTest::newRow(name) << captures << expected << forced << errors;
+    };
 
+    const cv::Mat empty;
     const cv::Mat slide = deckSlide();
     const cv::Mat other = with(deckSlide(), { 200, 700, 300, 200 }, { 0, 0, 200 });
     const cv::Mat corner = with(deckSlide(), { 1880, 1056, 40, 24 }, { 0, 0, 0 });
     cv::Mat blueOnly = deckSlide();
-    cv::subtract(
-        blueOnly({ 600, 150, 150, 150 }), cv::Scalar(120, 0, 0), blueOnly({ 600, 150, 150, 150 }));
+    const cv::Rect patch(600, 150, 150, 150);
+    cv::subtract(blueOnly(patch), cv::Scalar(120, 0, 0), blueOnly(patch));
     cv::Mat letter = deckSlide();
     cv::putText(letter, "x", { 1700, 900 }, cv::FONT_HERSHEY_SIMPLEX, 1.5, { 20, 20, 20 }, 3);
+    const cv::Mat grey(90, 90, CV_8U, cv::Scalar(7));
+    const cv::Mat opaque(90, 90, CV_8UC4, cv::Scalar(9, 9, 9, 255));
+    const cv::Mat transparent(90, 90, CV_8UC4, cv::Scalar(9, 9, 9, 0));
+    const cv::Mat flat(2, 5000, CV_8UC3, cv::Scalar(5, 5, 5));
+    const cv::Mat notResizable(90, 700, CV_32SC3, cv::Scalar(0));
+    Captures fading;
+    for (int level = 100; level <= 200; level += 5)
+        fading.append(QList<cv::Mat>{ cv::Mat(400, 400, CV_8UC3, cv::Scalar::all(level)) });
 
     row("nothing", {}, {});
-    row("unchanged", { { { slide } }, { { slide } }, { { slide } } }, { 0 });
-    row("changed and back", { { { slide } }, { { other } }, { { other } }, { { slide } } },
-        { 0, 1, 3 });
-    row("one letter", { { { slide } }, { { letter } } }, { 0, 1 });
-    row("the narrow last tile", { { { slide } }, { { corner } } }, { 0, 1 });
-    row("one channel of three", { { { slide } }, { { blueOnly } } }, { 0, 1 });
-    row("weak noise of a camera", { { { noisy(slide, 2) } }, { { noisy(slide, 2) } } }, { 0 });
-    row("a second screen comes and goes",
-        { { { slide } }, { { slide, slide } }, { { slide, slide } }, { { slide } } }, { 0, 1, 3 });
-    row("only the second screen changes", { { { slide, slide } }, { { slide, other } } }, { 0, 1 });
-    row("forced", { { { slide } }, { { slide }, true }, { { slide } } }, { 0, 1 });
-    row("forced is the next reference",
-        { { { slide } }, { { other }, true }, { { other } }, { { slide } } }, { 0, 1, 3 });
-    row("another size", { { { slide } }, { { deckSlide({ 640, 480 }) } } }, { 0, 1 });
-    row("another format", { { { slide } }, { { deckSlide({ 1920, 1080 }, CV_8UC4) } } }, { 0, 1 });
-    row("single channel",
-        { { { cv::Mat(90, 90, CV_8U, cv::Scalar(7)) } },
-            { { cv::Mat(90, 90, CV_8U, cv::Scalar(7)) } } },
-        { 0, 1 });
-    row("fourth channel is not compared",
-        { { { cv::Mat(90, 90, CV_8UC4, cv::Scalar(9, 9, 9, 255)) } },
-            { { cv::Mat(90, 90, CV_8UC4, cv::Scalar(9, 9, 9, 0)) } } },
-        { 0 });
-    row("no screens", { { {} }, { {} } }, {});
-    row("empty frames", { { { cv::Mat() } }, { { cv::Mat() } } }, { 0 });
-    row("frame lost and found", { { { slide } }, { { cv::Mat() } }, { { slide } } }, { 0, 2 });
-    row("very flat frame",
-        { { { cv::Mat(2, 5000, CV_8UC3, cv::Scalar(5, 5, 5)) } },
-            { { cv::Mat(2, 5000, CV_8UC3, cv::Scalar(5, 5, 5)) } } },
-        { 0 });
-    // 32-bit integers cannot be resized.
-    row("failing comparison",
-        { { { slide } }, { { cv::Mat(90, 700, CV_32SC3) } }, { { slide } }, { { slide } } },
-        { 0, 1, 2 }, 1);
-
-    QList<Capture> fading;
-    for (int step = 0; step <= 20; ++step)
-        fading.append(Capture{ { cv::Mat(400, 400, CV_8UC3, cv::Scalar::all(100 + 5 * step)) } });
+    row("unchanged", { { slide }, { slide }, { slide } }, { 0 });
+    row("changed and back", { { slide }, { other }, { other }, { slide } }, { 0, 1, 3 });
+    row("one letter", { { slide }, { letter } }, { 0, 1 });
+    row("the narrow last tile", { { slide }, { corner } }, { 0, 1 });
+    row("one channel of three", { { slide }, { blueOnly } }, { 0, 1 });
+    row("weak noise of a camera", { { noisy(slide, 2) }, { noisy(slide, 2) } }, { 0 });
     row("slow change", fading, { 0 });
     row("the same change at once", { fading.first(), fading.last() }, { 0, 1 });
+    row("second screen comes and goes",
+        { { slide }, { slide, slide }, { slide, slide }, { slide } }, { 0, 1, 3 });
+    row("second screen changes", { { slide, slide }, { slide, other } }, { 0, 1 });
+    row("forced, and the next reference", { { slide }, { other }, { other }, { slide } },
+        { 0, 1, 3 }, 1);
+    row("forced without a change", { { slide }, { slide }, { slide } }, { 0, 1 }, 1);
+    row("another size", { { slide }, { deckSlide({ 640, 480 }) } }, { 0, 1 });
+    row("another format", { { slide }, { deckSlide({ 1920, 1080 }, CV_8UC4) } }, { 0, 1 });
+    row("single channel", { { grey }, { grey } }, { 0, 1 });
+    row("fourth channel is not compared", { { opaque }, { transparent } }, { 0 });
+    row("no screens", { {}, {} }, {});
+    row("empty frames", { { empty }, { empty } }, { 0 });
+    row("frame lost and found", { { slide }, { empty }, { slide } }, { 0, 2 });
+    row("very flat frame", { { flat }, { flat } }, { 0 });
+    row("failing comparison", { { slide }, { notResizable }, { slide }, { slide } }, { 0, 1, 2 },
+        -1, 1);
 }
 
 void SlideProcessorTest::newSlides()
 {
-    QFETCH(QList<Capture>, captures);
+    QFETCH(Captures, captures);
+    QFETCH(int, forced);
     SlideProcessor processor;
+    // Filled on the worker; "ended" makes them visible here.
     QList<qint64> processed;
-    QStringList order;
     int errors = 0;
-    // Direct: run on the worker, which has ended when the lists are read.
+    std::atomic<bool> ended = false;
+    const auto keep = [&processed](qint64 time, const QList<SlideImage>& slides) {
+        processed.append(time);
+        for (const SlideImage& slide : slides)
+            QVERIFY(slide.mat); // handed over, not deleted
+        deleteMatrices(slides);
+    };
+    connect(&processor, &SlideProcessor::slidesProcessed, this, keep, Qt::DirectConnection);
     connect(
-        &processor, &SlideProcessor::slidesProcessed, &processor,
-        [&](qint64 time, const QList<SlideImage>& slides) {
-            processed.append(time);
-            for (const SlideImage& slide : slides)
-                QVERIFY(slide.mat); // handed over, not deleted
-            deleteMatrices(slides);
-        },
+        &processor, &SlideProcessor::processingError, this, [&] { ++errors; },
         Qt::DirectConnection);
     connect(
-        &processor, &SlideProcessor::processingError, &processor, [&] { ++errors; },
-        Qt::DirectConnection);
-    qsizetype processedBeforeStopped = -1;
-    connect(
-        &processor, &SlideProcessor::stopped, &processor,
-        [&] { processedBeforeStopped = processed.size(); }, Qt::DirectConnection);
+        &processor, &SlideProcessor::stopped, this, [&] { ended = true; }, Qt::DirectConnection);
 
     processor.start();
-    for (qsizetype i = 0; i < captures.size(); ++i)
-        processor.addSlides(i, toSlides(captures[i].frames), captures[i].forced);
+    for (int i = 0; i < captures.size(); ++i)
+        processor.addSlides(i, toSlides(captures[i]), i == forced);
     processor.requestStop();
     processor.addSlides(99, toSlides({ deckSlide() }), true); // refused, and not leaked
     QVERIFY(processor.wait(60'000));
+    QVERIFY(ended);
     QTEST(processed, "expected");
     QTEST(errors, "errors");
     QCOMPARE(processor.capturedSlideCount(), processed.size());
-    QCOMPARE(processedBeforeStopped, processed.size());
 }
 
 void SlideProcessorTest::processingSize_data()
