@@ -1,4 +1,5 @@
 #include "processing/SlideSaver.h"
+#include "harness/FileSizeLimit.h"
 
 #include <QFile>
 #include <QProcess>
@@ -8,8 +9,6 @@
 #include <QTest>
 
 #include <atomic>
-#include <csignal>
-#include <sys/resource.h>
 
 using namespace Qt::StringLiterals;
 
@@ -36,14 +35,6 @@ QByteArray content(const QString& path)
 {
     QFile file(path);
     return file.open(QIODevice::ReadOnly | QIODevice::Text) ? file.readAll() : QByteArray("?");
-}
-
-// No file may grow beyond this: what a process sees of a full disk, without filling one.
-void limitFileSize(rlim_t bytes)
-{
-    std::signal(SIGXFSZ, SIG_IGN);
-    const rlimit limit{ bytes, RLIM_INFINITY };
-    setrlimit(RLIMIT_FSIZE, &limit);
 }
 
 class TestedSaver : public SlideSaver
@@ -171,9 +162,10 @@ void SlideSaverTest::failures()
 
     saver.saveSlides(1000, toSlides({ image }));
     QCOMPARE(QProcess::execute(u"sh"_s, { u"-c"_s, fail.arg(dir.path()) }), 0);
-    limitFileSize(space ? rlim_t(space) : RLIM_INFINITY);
-    saver.saveSlides(2000, toSlides({ image }));
-    limitFileSize(RLIM_INFINITY);
+    {
+        const FileSizeLimit limit(space ? rlim_t(space) : RLIM_INFINITY);
+        saver.saveSlides(2000, toSlides({ image }));
+    }
     QTEST(dir.entryList(QDir::Files | QDir::Hidden).join(u' '), "files");
     QTEST(errors.join(u' '), "errors");
     QCOMPARE(recovered.size(), 0);

@@ -1,9 +1,8 @@
 #include "slidesource/SlideSourceScreenInterval.h"
+#include "slidesource/SourceProbe.h"
 
 #include <QGuiApplication>
-#include <QPainter>
 #include <QProcess>
-#include <QRandomGenerator>
 #include <QScreen>
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -16,53 +15,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-struct Capture
-{
-    qint64 time = 0;
-    QList<QImage> images;
-    QList<cv::Mat> mats;
-    bool forced = false;
-};
-
 const SlidesSourceInfo ScreenInfo(
     true, SlidesSourceInfo::IntervalScreenCapture, "IntervalScreenCapture"_ba, -1, u"Screens"_s);
-
-// A source and what it captured, received on this thread as a recording does.
-class RunningSource : public QObject
-{
-    Q_OBJECT
-
-public:
-    RunningSource()
-        : source(SlideSource::create(ScreenInfo))
-    {
-        connect(source.get(), &SlideSource::slidesCaptured, this,
-            [this](qint64 time, const QList<SlideImage>& slides, bool forced) {
-                Capture capture{ time, {}, {}, forced };
-                for (const SlideImage& slide : slides) {
-                    capture.images.append(slide.image);
-                    capture.mats.append(*slide.mat);
-                }
-                deleteMatrices(slides);
-                captures.append(capture);
-                emit captured();
-            });
-        source->start();
-    }
-    ~RunningSource() override
-    {
-        source->requestStop();
-        source->wait();
-        QCoreApplication::sendPostedEvents(this); // matrices on their way
-    }
-    void force() { QMetaObject::invokeMethod(source.get(), &SlideSource::captureSlide); }
-
-    std::unique_ptr<SlideSource> source;
-    QList<Capture> captures;
-
-signals:
-    void captured();
-};
 
 class TestedSource : public SlideSourceScreenInterval
 {
@@ -124,26 +78,22 @@ void SlideSourceScreenIntervalTest::initTestCase()
 
 void SlideSourceScreenIntervalTest::framesShowTheScreensInQtsOrder()
 {
-    RunningSource running;
-    QSignalSpy captured(&running, &RunningSource::captured);
-    QVERIFY(captured.wait());
+    SourceProbe probe(ScreenInfo);
+    QVERIFY(probe.becomesReady());
+    QTRY_COMPARE(probe.captures.size(), 1);
     // The first capture comes one interval after the clock has started.
-    QVERIFY2(running.captures[0].time >= 1000 && running.captures[0].time < 1500,
-        qPrintable(QString::number(running.captures[0].time)));
+    QVERIFY2(probe.captures[0].time >= 1000 && probe.captures[0].time < 1500,
+        qPrintable(QString::number(probe.captures[0].time)));
 
     // A new primary monitor comes first in Qt's list, and so in the frames.
     setMonitor(u"*FRONT"_s, u"1920/508x1080/286+960+0"_s, u"none"_s);
     QTRY_COMPARE(QGuiApplication::screens().size(), 3);
     QTRY_COMPARE(QGuiApplication::screens().first()->name(), u"FRONT"_s);
-    running.captures.clear();
-    running.force();
-    QVERIFY(captured.wait());
-
-    const Capture capture = running.captures.takeFirst();
-    QVERIFY(capture.forced);
+    probe.force();
+    const SourceProbe::Capture capture = probe.captures.first();
     const QList<QScreen*> screens = QGuiApplication::screens();
     QCOMPARE(capture.images.size(), screens.size());
-    QCOMPARE(running.source->slidesResolutions().size(), screens.size());
+    QCOMPARE(probe.source->slidesResolutions().size(), screens.size());
     for (qsizetype i = 0; i < screens.size(); ++i) {
         QCOMPARE(capture.images[i], m_wallpaper.copy(screens[i]->geometry()));
         cv::Mat expected;
@@ -151,7 +101,7 @@ void SlideSourceScreenIntervalTest::framesShowTheScreensInQtsOrder()
                          size_t(capture.images[i].bytesPerLine())),
             expected, cv::COLOR_BGRA2BGR);
         QCOMPARE(cv::norm(capture.mats[i], expected), 0.0);
-        QCOMPARE(running.source->slidesResolutions()[i].toMap(),
+        QCOMPARE(probe.source->slidesResolutions()[i].toMap(),
             (QVariantMap{ { u"width"_s, 1920.0 }, { u"height"_s, 1080.0 } }));
     }
     removeMonitor(u"FRONT"_s);
@@ -160,28 +110,25 @@ void SlideSourceScreenIntervalTest::framesShowTheScreensInQtsOrder()
 
 void SlideSourceScreenIntervalTest::frozenAndForced()
 {
-    RunningSource frozen;
-    QSignalSpy frozenChanged(frozen.source.get(), &SlideSource::slidesFrozenChanged);
-    QMetaObject::invokeMethod(frozen.source.get(), &SlideSource::freezeSlides);
-    QTRY_COMPARE(frozenChanged.size(), 2); // the initial state, then the toggle
+    SourceProbe frozen(ScreenInfo);
+    QVERIFY(frozen.becomesReady());
+    QMetaObject::invokeMethod(
+        frozen.source.get(), &SlideSource::freezeSlides, Qt::BlockingQueuedConnection);
     QVERIFY(frozen.source->slidesFrozen());
 
     // A second source is the clock: what is frozen stays silent for two of its intervals.
-    RunningSource other;
-    QSignalSpy otherCaptured(&other, &RunningSource::captured);
-    QVERIFY(otherCaptured.wait());
-    QVERIFY(otherCaptured.wait());
+    SourceProbe other(ScreenInfo);
+    QVERIFY(other.becomesReady());
+    QTRY_COMPARE(other.captures.size(), 2);
     QCOMPARE(frozen.captures.size(), 0);
     frozen.force();
-    QTRY_COMPARE(frozen.captures.size(), 1);
+    QCOMPARE(frozen.captures.size(), 1);
     QVERIFY(frozen.captures[0].forced);
 
     // A forced capture between two ticks moves the next tick a full interval away.
-    other.captures.clear();
     QTimer::singleShot(600, &other, [&other] { other.force(); });
-    QVERIFY(otherCaptured.wait());
-    QVERIFY(otherCaptured.wait());
-    QVERIFY(other.captures[0].forced && !other.captures[1].forced);
+    QTRY_VERIFY(other.captures.size() == 2 && other.captures[0].forced);
+    QVERIFY(!other.captures[1].forced);
     QVERIFY(other.captures[1].time - other.captures[0].time >= 1000);
 
     QMetaObject::invokeMethod(frozen.source.get(), &SlideSource::freezeSlides);
@@ -191,24 +138,23 @@ void SlideSourceScreenIntervalTest::frozenAndForced()
 
 void SlideSourceScreenIntervalTest::stopBeforeStart()
 {
-    const std::unique_ptr<SlideSource> source(SlideSource::create(ScreenInfo));
-    QSignalSpy stopped(source.get(), &SlideSource::stopped);
-    source->requestStop();
-    source->start();
-    QVERIFY(source->wait(5000));
-    QCOMPARE(stopped.size(), 1);
+    SourceProbe probe(ScreenInfo);
+    probe.source->requestStop();
+    probe.source->start();
+    QVERIFY(probe.source->wait(5000));
+    QTRY_COMPARE(probe.stopped, 1);
 }
 
 void SlideSourceScreenIntervalTest::monitorsComeAndGoDuringCapture()
 {
-    RunningSource running;
-    qsizetype screens = 0; // of the latest capture
-    connect(&running, &RunningSource::captured, &running, [&] {
-        screens = running.captures.takeLast().images.size();
+    SourceProbe probe(ScreenInfo);
+    QVERIFY(probe.becomesReady());
+    qsizetype screens = 0; // of the latest capture; each asks for the next one at once
+    connect(probe.source.get(), &SlideSource::slidesCaptured, &probe, [&] {
+        screens = probe.captures.takeLast().count;
         QVERIFY(screens == 2 || screens == 3);
-        running.force();
+        QMetaObject::invokeMethod(probe.source.get(), &SlideSource::captureSlide);
     });
-    running.force();
     for (int cycle = 0; cycle < 25; ++cycle) {
         for (qsizetype count : { 3, 2 }) {
             if (count == 3)

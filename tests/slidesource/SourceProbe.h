@@ -20,6 +20,8 @@ public:
         cv::Mat mat; ///< of the first slide; the heap matrix itself is deleted already
         QImage image;
         bool sharesPixels = false;
+        QList<QImage> images; ///< of all slides
+        QList<cv::Mat> mats;
     };
 
     explicit SourceProbe(const SlidesSourceInfo& info)
@@ -29,7 +31,11 @@ public:
             [this](qint64 time, const QList<SlideImage>& slides, bool forced) {
                 const SlideImage& slide = slides.first();
                 captures.append({ time, forced, slides.size(), *slide.mat, slide.image,
-                    slide.image.constBits() == slide.mat->data });
+                    slide.image.constBits() == slide.mat->data, {}, {} });
+                for (const SlideImage& each : slides) {
+                    captures.last().images.append(each.image);
+                    captures.last().mats.append(*each.mat);
+                }
                 deleteMatrices(slides);
             });
         connect(source.get(), &SlideSource::captureError, this,
