@@ -44,6 +44,9 @@ RecorderSettings::RecorderSettings()
     m_saveTimer.setInterval(0);
     connect(&m_saveTimer, &QTimer::timeout, this, &RecorderSettings::save);
 
+    connect(&m_slideSourceLister, &SlideSourceLister::listed, this,
+        &RecorderSettings::applySlideSources);
+
     m_refreshTimer.setInterval(RefreshIntervalMs);
     connect(
         &m_refreshTimer, &QTimer::timeout, this, &RecorderSettings::refreshAvailableSlideSources);
@@ -110,10 +113,26 @@ void RecorderSettings::setAudioChannelCount(int newVal)
 
 void RecorderSettings::setSelectedSlideSource(const SlidesSourceInfo& newVal)
 {
-    if (!newVal.enabled() || !(m_selectedSlideSource != newVal))
+    // Also when the operator confirms what the default rule has put in.
+    if (newVal.enabled())
+        setSlideSourceProblem({});
+    assignSlideSource(newVal);
+}
+
+void RecorderSettings::assignSlideSource(const SlidesSourceInfo& source)
+{
+    if (!source.enabled() || !(m_selectedSlideSource != source))
         return;
-    m_selectedSlideSource = newVal;
+    m_selectedSlideSource = source;
     emit property_selectedSlideSourceChanged();
+}
+
+void RecorderSettings::setSlideSourceProblem(const QString& problem)
+{
+    if (m_slideSourceProblem == problem)
+        return;
+    m_slideSourceProblem = problem;
+    emit property_slideSourceProblemChanged();
 }
 
 void RecorderSettings::scheduleSave()
@@ -156,14 +175,25 @@ void RecorderSettings::loadBasicSettings()
 
 void RecorderSettings::refreshAvailableSlideSources()
 {
-    const QList<SlidesSourceInfo> sources = SlidesSourceInfo::availableSlideSources();
+    m_slideSourceLister.request();
+}
+
+void RecorderSettings::applySlideSources(const QList<SlidesSourceInfo>& sources)
+{
     if (!sameCatalogue(m_availableSlideSources, sources)) {
         qDebug() << "[RecorderSettings]"
                  << "available cameras changed";
         m_availableSlideSources = sources;
         emit property_availableSlideSourcesChanged();
-        if (m_slideSourcesLoaded && !m_availableSlideSources.contains(m_selectedSlideSource))
+        if (m_slideSourcesLoaded && !m_availableSlideSources.contains(m_selectedSlideSource)) {
+            // Recording something else than the operator chose must not happen unnoticed.
+            if (m_selectedSlideSource.isValid())
+                setSlideSourceProblem(tr("The slide source \"%1\" is no longer there. Connect it "
+                                         "and choose it again, or choose another one in the "
+                                         "settings.")
+                                          .arg(m_selectedSlideSource.name()));
             selectDefaultSlideSource();
+        }
     }
     if (!m_slideSourcesLoaded) {
         m_slideSourcesLoaded = true;
@@ -183,13 +213,13 @@ void RecorderSettings::loadSelectedSlideSourceSettings()
     if (found == m_availableSlideSources.cend())
         selectDefaultSlideSource();
     else
-        setSelectedSlideSource(*found);
+        assignSlideSource(*found);
 }
 
 void RecorderSettings::selectDefaultSlideSource()
 {
     // Only the first entry is a default: a disabled one leaves the selection as it was.
-    setSelectedSlideSource(m_availableSlideSources.value(0));
+    assignSlideSource(m_availableSlideSources.value(0));
 }
 
 void RecorderSettings::refreshAvailableAudioInputs()

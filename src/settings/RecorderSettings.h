@@ -1,6 +1,7 @@
 #pragma once
 
 #include "settings/AudioInputInfo.h"
+#include "slidesource/SlideSourceLister.h"
 #include "slidesource/SlidesSourceInfo.h"
 
 #include <QList>
@@ -30,6 +31,11 @@ class RecorderSettings : public QObject
     Q_PROPERTY(SlidesSourceInfo selectedSlideSource READ selectedSlideSource WRITE
             setSelectedSlideSource NOTIFY property_selectedSlideSourceChanged)
 
+    /// Why a recording cannot start, in words for the operator; empty: it can. The chosen slide
+    /// source has gone and the default has taken its place unasked; a choice ends this.
+    Q_PROPERTY(QString slideSourceProblem READ slideSourceProblem NOTIFY
+            property_slideSourceProblemChanged)
+
 public:
     static RecorderSettings* instance();
 
@@ -46,6 +52,7 @@ public:
     AudioInputInfo selectedAudioInput() const { return m_selectedAudioInput; }
     int audioChannelCount() const { return m_audioChannelCount; }
     SlidesSourceInfo selectedSlideSource() const { return m_selectedSlideSource; }
+    QString slideSourceProblem() const { return m_slideSourceProblem; }
 
 public slots:
     void setUseNativeSlideSourceResolution(bool newVal);
@@ -56,6 +63,7 @@ public slots:
     void setAudioChannelCount(int newVal);
     /// A disabled source is refused without a word.
     void setSelectedSlideSource(const SlidesSourceInfo& newVal);
+    /// Asks for a new catalogue, which is listed on another thread and applied when it is there.
     void refreshAvailableSlideSources();
     void selectDefaultSlideSource();
     void refreshAvailableAudioInputs();
@@ -74,11 +82,15 @@ signals:
     void property_selectedAudioInputChanged();
     void property_audioChannelCountChanged();
     void property_selectedSlideSourceChanged();
+    void property_slideSourceProblemChanged();
 
 private:
     RecorderSettings();
 
     void loadBasicSettings();
+    void applySlideSources(const QList<SlidesSourceInfo>& sources);
+    void assignSlideSource(const SlidesSourceInfo& source);
+    void setSlideSourceProblem(const QString& problem);
     void loadSelectedSlideSourceSettings();
     void loadSelectedAudioInputSettings();
 
@@ -91,6 +103,8 @@ private:
     AudioInputInfo m_selectedAudioInput;
     int m_audioChannelCount = 0;
     SlidesSourceInfo m_selectedSlideSource;
+    QString m_slideSourceProblem;
+    SlideSourceLister m_slideSourceLister;
     QTimer m_saveTimer;
     QTimer m_refreshTimer;
     bool m_slideSourcesLoaded = false;

@@ -32,8 +32,9 @@ private slots:
         settings->refreshAvailableAudioInputs();
         QVERIFY(settings->selectedAudioInput().isValid());
         settings->setAudioChannelCount(1);
+        QTRY_COMPARE(
+            settings->selectedSlideSource().type(), SlidesSourceInfo::IntervalScreenCapture);
         m_screens = settings->selectedSlideSource();
-        QCOMPARE(m_screens.type(), SlidesSourceInfo::IntervalScreenCapture);
     }
 
     void init()

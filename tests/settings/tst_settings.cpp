@@ -110,7 +110,7 @@ private slots:
     {
         RecorderSettings* settings = RecorderSettings::instance();
         settings->refreshAvailableSlideSources();
-        QCOMPARE(settings->selectedSlideSource().id(), "IntervalScreenCapture"_ba);
+        QTRY_COMPARE(settings->selectedSlideSource().id(), "IntervalScreenCapture"_ba);
 
         const SlidesSourceInfo disabled(
             false, SlidesSourceInfo::VideoInput, "x"_ba, 0, u"OBS Virtual Camera"_s);

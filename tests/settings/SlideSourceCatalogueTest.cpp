@@ -1,0 +1,177 @@
+#include "settings/RecorderSettings.h"
+
+#include <QSettings>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <atomic>
+#include <mutex>
+#include <thread>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const SlidesSourceInfo Screens = SlidesSourceInfo::availableSlideSourcesGeneral().first();
+const SlidesSourceInfo Camera(true, SlidesSourceInfo::VideoInput, "cam"_ba, 0, u"Lectern cam"_s);
+const SlidesSourceInfo Virtual(
+    false, SlidesSourceInfo::VideoInput, "obs"_ba, 1, u"OBS Virtual Camera"_s);
+const SlidesSourceInfo Deck(
+    true, SlidesSourceInfo::NDISource, "1.2.3.4:5961"_ba, 0, u"PC (Deck)"_s);
+
+/// What is plugged in, changed by the test while the listing thread reads it.
+struct Devices
+{
+    std::mutex mutex;
+    QList<SlidesSourceInfo> list;
+    std::atomic<bool> hang = false;
+    std::atomic<int> listings = 0;
+    std::atomic<int> running = 0;
+    std::atomic<int> mostRunning = 0;
+    std::atomic<bool> onMainThread = false;
+
+    void plug(const QList<SlidesSourceInfo>& devices)
+    {
+        const std::lock_guard lock(mutex);
+        list = devices;
+    }
+};
+Devices* devices = new Devices; // outlives a listing that hangs at the end of the process
+
+QList<SlidesSourceInfo> listDevices(std::thread::id mainThread)
+{
+    if (std::this_thread::get_id() == mainThread)
+        devices->onMainThread = true;
+    const int running = ++devices->running;
+    if (running > devices->mostRunning)
+        devices->mostRunning = running;
+    while (devices->hang)
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    ++devices->listings;
+    --devices->running;
+    const std::lock_guard lock(devices->mutex);
+    return devices->list;
+}
+
+QStringList names(const QList<SlidesSourceInfo>& sources)
+{
+    QStringList names;
+    for (const SlidesSourceInfo& source : sources)
+        names.append(source.name());
+    return names;
+}
+
+} // namespace
+
+/// The live catalogue of slide sources, and the selection that follows it.
+class SlideSourceCatalogueTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase()
+    {
+        QCoreApplication::setOrganizationName(u"PodiumcastTest"_s);
+        QCoreApplication::setApplicationName(u"SlideSourceCatalogueTest"_s);
+        QSettings().setValue(u"recorderSettings/selectedSlideSource"_s, Deck.id());
+        SlideSourceLister::enumeration()
+            = [mainThread = std::this_thread::get_id()] { return listDevices(mainThread); };
+    }
+
+    /// The first listing is one whose driver does not answer; rows build on one another.
+    void hangingFirstListing()
+    {
+        devices->plug({ Screens, Camera, Deck });
+        devices->hang = true;
+        m_settings->load(); // from now on the catalogue follows the devices by itself
+        QTRY_COMPARE(devices->running, 1);
+        QTRY_COMPARE_WITH_TIMEOUT(
+            names(m_settings->availableSlideSources()), names({ Screens }), 10000);
+        QCOMPARE(m_settings->selectedSlideSource(), Screens);
+        QCOMPARE(devices->mostRunning, 1);
+        devices->hang = false;
+        QTRY_COMPARE(names(m_settings->availableSlideSources()), names({ Screens, Camera, Deck }));
+        QCOMPARE(m_settings->selectedSlideSource(), Screens); // the stored choice applies only once
+        QVERIFY(!devices->onMainThread);
+    }
+
+    void followsDevices_data()
+    {
+        QTest::addColumn<QList<SlidesSourceInfo>>("before");
+        QTest::addColumn<SlidesSourceInfo>("choice");
+        QTest::addColumn<QList<SlidesSourceInfo>>("after");
+        QTest::addColumn<SlidesSourceInfo>("selected");
+        QTest::addColumn<QString>("missing");
+        using List = QList<SlidesSourceInfo>;
+        const List all{ Screens, Virtual, Camera, Deck };
+        QTest::newRow("camera comes") << List{ Screens } << Screens << all << Screens << QString();
+        QTest::newRow("another one goes")
+            << all << Camera << List{ Screens, Camera } << Camera << QString();
+        QTest::newRow("the chosen one goes")
+            << all << Camera << List{ Screens, Deck } << Screens << Camera.name();
+        QTest::newRow("the chosen one goes, default disabled")
+            << all << Deck << List{ Virtual, Screens } << Deck << Deck.name();
+        QTest::newRow("disabled one is refused")
+            << all << Virtual << List{ Screens } << Screens << QString();
+    }
+
+    void followsDevices()
+    {
+        QFETCH(QList<SlidesSourceInfo>, before);
+        QFETCH(SlidesSourceInfo, choice);
+        QFETCH(QList<SlidesSourceInfo>, after);
+        QFETCH(SlidesSourceInfo, selected);
+        QFETCH(QString, missing);
+        devices->plug(before);
+        QTRY_COMPARE(names(m_settings->availableSlideSources()), names(before));
+        m_settings->setSelectedSlideSource(Screens);
+        m_settings->setSelectedSlideSource(choice);
+        QCOMPARE(m_settings->slideSourceProblem(), QString());
+
+        devices->plug(after);
+        QElapsedTimer timer;
+        timer.start();
+        QTRY_COMPARE(names(m_settings->availableSlideSources()), names(after));
+        QVERIFY(timer.elapsed() < 3000);
+        QCOMPARE(m_settings->selectedSlideSource(), selected);
+        QCOMPARE(m_settings->slideSourceProblem().isEmpty(), missing.isEmpty());
+        QVERIFY(m_settings->slideSourceProblem().contains(missing));
+
+        // It comes back: nothing is chosen for the operator, and the problem stays until a choice.
+        devices->plug(before);
+        QTRY_COMPARE(names(m_settings->availableSlideSources()), names(before));
+        QCOMPARE(m_settings->selectedSlideSource(), selected);
+        m_settings->setSelectedSlideSource(selected);
+        QCOMPARE(m_settings->slideSourceProblem(), QString());
+        QTRY_COMPARE(QSettings().value(u"recorderSettings/selectedSlideSource"_s).toByteArray(),
+            selected.id());
+    }
+
+    /// The end of the process does not wait for it (the test's time limit would tell).
+    void hangsAtTheEnd()
+    {
+        devices->hang = true;
+        QTRY_COMPARE(devices->running, 1);
+        QElapsedTimer timer;
+        timer.start();
+        {
+            SlideSourceLister lister;
+            lister.request();
+        }
+        QVERIFY(timer.elapsed() < 2000);
+    }
+
+private:
+    RecorderSettings* m_settings = RecorderSettings::instance();
+};
+
+int main(int argc, char* argv[])
+{
+    const QTemporaryDir config;
+    qputenv("XDG_CONFIG_HOME", QFile::encodeName(config.path()));
+    QCoreApplication app(argc, argv);
+    SlideSourceCatalogueTest test;
+    return QTest::qExec(&test, argc, argv);
+}
+#include "SlideSourceCatalogueTest.moc"
