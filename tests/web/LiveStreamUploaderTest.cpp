@@ -1,0 +1,434 @@
+#include "web/LiveStreamUploader.h"
+#include "harness/S3Server.h"
+#include "web/LiveStreamUploaderContext.h"
+
+#include <QCoreApplication>
+#include <QCryptographicHash>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QRandomGenerator>
+#include <QSignalSpy>
+#include <QTcpServer>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTimer>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QMutex logMutex;
+QString logText;
+QtMessageHandler previousHandler = nullptr;
+
+void keepMessage(QtMsgType type, const QMessageLogContext& context, const QString& message)
+{
+    const QMutexLocker lock(&logMutex);
+    logText += message + u'\n';
+    if (type != QtDebugMsg || !message.startsWith("[LiveStreamUploader]"_L1))
+        previousHandler(type, context, message);
+}
+
+/// A fault for requests with @p match in them, @p count times.
+QJsonObject fault(const QString& match, int count, QJsonObject what)
+{
+    what.insert(u"match"_s, match);
+    what.insert(u"count"_s, count);
+    return what;
+}
+
+QJsonObject errorReply(int status, const QString& code, const QString& message)
+{
+    return { { u"reply"_s, status }, { u"code"_s, code }, { u"message"_s, message } };
+}
+
+constexpr qint64 MiB = 1024 * 1024;
+constexpr int LongMs = 60'000;
+
+} // namespace
+
+/// The uploader against a real object store: Swift's S3 API behind a front that checks the rest.
+class LiveStreamUploaderTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    S3Server m_server;
+    QTemporaryDir m_dir;
+    Aws::SDKOptions m_sdkOptions;
+    int m_prefixNumber = 0;
+
+    LiveStreamUploaderConfig config() const
+    {
+        LiveStreamUploaderConfig config;
+        config.bucket = u"slides"_s;
+        config.prefix = u"test%1/"_s.arg(m_prefixNumber);
+        config.accessKeyId = m_server.value(u"accessKey"_s);
+        config.secretAccessKey = m_server.value(u"secret"_s);
+        config.sessionToken = m_server.value(u"token"_s);
+        return config;
+    }
+
+    QString makeFile(const QString& name, qint64 size = 5000) const
+    {
+        QByteArray bytes(size, Qt::Uninitialized);
+        QRandomGenerator::global()->generate(bytes.begin(), bytes.end());
+        QFile file(m_dir.filePath(name));
+        return file.open(QIODevice::WriteOnly) && file.write(bytes) == size ? file.fileName()
+                                                                            : QString();
+    }
+
+    static QString sha256(const QString& path)
+    {
+        QFile file(path);
+        QCryptographicHash hash(QCryptographicHash::Sha256);
+        return file.open(QIODevice::ReadOnly) && hash.addData(&file)
+            ? QString::fromLatin1(hash.result().toHex())
+            : QString();
+    }
+
+    static void stop(LiveStreamUploader& uploader)
+    {
+        QSignalSpy stopped(&uploader, &LiveStreamUploader::stopped);
+        uploader.requestStop();
+        QVERIFY(stopped.wait(LongMs));
+    }
+
+private slots:
+    void initTestCase()
+    {
+        qputenv("AWS_EC2_METADATA_DISABLED", "true");
+        previousHandler = qInstallMessageHandler(keepMessage);
+        Aws::InitAPI(m_sdkOptions);
+        QVERIFY2(m_server.start(), qUtf8Printable(m_server.errorText()));
+    }
+
+    void init()
+    {
+        qputenv("AWS_ENDPOINT_URL_S3", m_server.value(u"endpoint"_s).toUtf8());
+        ++m_prefixNumber;
+        m_server.setFaults({});
+        (void)m_server.takeRequests();
+    }
+
+    void cleanupTestCase()
+    {
+        Aws::ShutdownAPI(m_sdkOptions);
+        QVERIFY(logText.contains(m_server.value(u"accessKey"_s))); // the search below can find
+        QVERIFY(!logText.contains(m_server.value(u"secret"_s)));
+        QVERIFY(!logText.contains(m_server.value(u"token"_s)));
+    }
+
+    void uploadsAFile_data()
+    {
+        QTest::addColumn<QString>("fileName");
+        QTest::addColumn<QString>("prefix");
+        QTest::addColumn<QString>("key");
+        QTest::addColumn<QString>("contentType");
+        QTest::addColumn<qint64>("size");
+        const auto row = [](const char* tag, const QString& fileName, const QString& prefix,
+                             const QString& key, const QString& type, qint64 size = 5000) {
+            QTest::newRow(tag) << fileName << prefix << key << type << size;
+        };
+        row("upper case", u"B.PNG"_s, u"p/s1/"_s, u"p/s1/b.png"_s, u"image/png"_s);
+        row("prefix without a slash", u"0-1.jpeg"_s, u"p-"_s, u"p-0-1.jpeg"_s, u"image/jpeg"_s);
+        row("unknown type", u"0-2.bmp"_s, u""_s, u"0-2.bmp"_s, u"application/octet-stream"_s);
+        row("blanks, percent, plus", u"0-3.png"_s, u"a b/%41/c+d&e=f?#/"_s,
+            u"a b/%41/c+d&e=f?#/0-3.png"_s, u"image/png"_s);
+        row("unicode", u"0-4 Ä.jpg"_s, u"ü€/演/"_s, u"ü€/演/0-4 ä.jpg"_s, u"image/jpeg"_s);
+        row("dots", u"0-5.png"_s, u"p/../x/./"_s, u"p/../x/./0-5.png"_s, u"image/png"_s);
+        row("empty file", u"0-6.png"_s, u"p/"_s, u"p/0-6.png"_s, u"image/png"_s, 0);
+        row("with 100-continue", u"0-7.png"_s, u"p/"_s, u"p/0-7.png"_s, u"image/png"_s, 3 * MiB);
+        row("in parts", u"0-8.png"_s, u"p/"_s, u"p/0-8.png"_s, u"image/png"_s, 20 * MiB);
+    }
+
+    void uploadsAFile()
+    {
+        QFETCH(QString, fileName);
+        QFETCH(QString, prefix);
+        QFETCH(QString, key);
+        QFETCH(QString, contentType);
+        QFETCH(qint64, size);
+        const QString path = makeFile(fileName, size);
+        LiveStreamUploaderConfig destination = config();
+        destination.prefix = prefix;
+        LiveStreamUploader uploader(destination);
+        QSignalSpy uploaded(&uploader, &LiveStreamUploader::slideUploaded);
+        QSignalSpy failed(&uploader, &LiveStreamUploader::slideUploadError);
+        uploader.start();
+        uploader.addSlide(2, 4711, path);
+        QCOMPARE(uploader.slidesToUpload(), 1);
+        stop(uploader);
+
+        QVERIFY2(failed.isEmpty(), qUtf8Printable(failed.value(0).value(0).toString()));
+        QCOMPARE(uploaded.value(0), (QVariantList{ 2, 4711, u"slides"_s, key }));
+        QCOMPARE(uploader.slidesToUpload(), 0);
+        QCOMPARE(uploader.slidesUploaded(), 1);
+        const QJsonObject object = m_server.object(u"slides"_s, key);
+        QCOMPARE(object[u"sha256"_s].toString(), sha256(path));
+        QCOMPARE(object[u"contentType"_s].toString(), contentType);
+        // One request, or two parts between the upload's creation and completion.
+        QCOMPARE(m_server.takeRequests().size(), size > 15 * MiB ? 4 : 1);
+    }
+
+    void reportsAFailureOnceAndGoesOn_data()
+    {
+        QTest::addColumn<QJsonObject>("fault");
+        QTest::addColumn<QString>("field"); // what is wrong with the configuration or the file
+        QTest::addColumn<QString>("error");
+        const QString expired = u"The provided token has expired."_s;
+        const QString unknown
+            = u"ExpiredToken: Unable to parse ExceptionName: ExpiredToken Message: %1"_s;
+        QTest::newRow("expired, 400")
+            << errorReply(400, u"ExpiredToken"_s, expired) << QString() << unknown.arg(expired);
+        QTest::newRow("expired, 403")
+            << errorReply(403, u"ExpiredToken"_s, expired) << QString() << unknown.arg(expired);
+        QTest::newRow("denied, XML entities")
+            << errorReply(403, u"AccessDenied"_s, u"&lt;No&gt; &amp;amp; never"_s) << QString()
+            << u"AccessDenied: <No> &amp; never"_s;
+        QTest::newRow("the store quotes our secrets")
+            << errorReply(403, u"AccessDenied"_s,
+                   u"Bad %1 and\n%2"_s.arg(m_server.value(u"secret"_s), m_server.value(u"token"_s)))
+            << QString() << u"AccessDenied: Bad *** and ***"_s;
+        QTest::newRow("no body") << QJsonObject{ { u"reply"_s, 403 }, { u"body"_s, u""_s } }
+                                 << QString() << u": No response body."_s;
+        QTest::newRow("endless page instead of XML")
+            << QJsonObject{ { u"reply"_s, 404 }, { u"body"_s, u"<p>"_s.repeated(MiB) } }
+            << QString() << u": The reply with HTTP status 404 is no error description."_s;
+        QTest::newRow("wrong bucket") << QJsonObject() << u"bucket"_s
+                                      << u"NoSuchBucket: The specified bucket does not exist."_s;
+        QTest::newRow("no bucket") << QJsonObject() << u"no bucket"_s
+                                   << u"MissingParameter: Missing required field [Bucket]"_s;
+        QTest::newRow("wrong secret")
+            << QJsonObject() << u"secret"_s
+            << u"SignatureDoesNotMatch: The request signature we calculated does not match the signature you provided. Check your key and signing method."_s;
+        QTest::newRow("wrong token")
+            << QJsonObject() << u"token"_s
+            << u"InvalidToken: Unable to parse ExceptionName: InvalidToken Message: The provided token is malformed or otherwise invalid."_s;
+        QTest::newRow("file removed") << QJsonObject() << u"file"_s
+                                      << u"NoSuchUpload: The requested file could not be opened."_s;
+    }
+
+    void reportsAFailureOnceAndGoesOn()
+    {
+        QFETCH(QJsonObject, fault);
+        QFETCH(QString, field);
+        QFETCH(QString, error);
+        const QString path = makeFile(u"0-0001.png"_s);
+        LiveStreamUploaderConfig wrong = config();
+        if (field == u"bucket"_s)
+            wrong.bucket = u"nowhere"_s;
+        else if (field == u"no bucket"_s)
+            wrong.bucket.clear();
+        else if (field == u"secret"_s)
+            wrong.secretAccessKey += u'x';
+        else if (field == u"token"_s)
+            wrong.sessionToken += u"\r\nx-injected: yes"_s;
+        else if (field == u"file"_s)
+            QVERIFY(QFile::remove(path));
+        if (!fault.isEmpty())
+            m_server.setFaults({ fault });
+
+        LiveStreamUploader uploader(wrong);
+        QSignalSpy failed(&uploader, &LiveStreamUploader::slideUploadFailed);
+        QSignalSpy errors(&uploader, &LiveStreamUploader::slideUploadError);
+        uploader.start();
+        uploader.addSlide(1, 17, path);
+        QTRY_COMPARE_WITH_TIMEOUT(uploader.slidesUploadFailed(), 1, LongMs);
+        QCOMPARE(failed.value(0), (QVariantList{ 1, 17, u"0-0001.png"_s }));
+        QCOMPARE(errors.value(0).value(0).toString(),
+            u"Uploading slide 0-0001.png failed (%1)."_s.arg(error));
+        QCOMPARE(uploader.slidesToUpload(), 0);
+        if (!fault.isEmpty())
+            uploader.addSlide(1, 18, path);
+        stop(uploader);
+        QCOMPARE(failed.size(), 1);
+        QCOMPARE(uploader.slidesUploaded(), fault.isEmpty() ? 0 : 1);
+    }
+
+    void repeatsWhatMayPass_data()
+    {
+        QTest::addColumn<QJsonArray>("faults");
+        QTest::addColumn<qint64>("size");
+        QTest::addColumn<int>("requests");
+        const QJsonObject slowDown = errorReply(503, u"SlowDown"_s, u"Reduce your rate."_s);
+        const QJsonObject unreadable{ { u"reply"_s, 502 }, { u"body"_s, u"Bad gateway"_s } };
+        const QJsonObject reset{ { u"resetAfter"_s, 1000 } };
+        QTest::newRow("SlowDown") << QJsonArray{ fault(u"PUT"_s, 3, slowDown) } << qint64(5000)
+                                  << 4;
+        QTest::newRow("gateway") << QJsonArray{ fault(u"PUT"_s, 2, unreadable) } << qint64(5000)
+                                 << 3;
+        QTest::newRow("reset") << QJsonArray{ fault(u"PUT"_s, 2, reset) } << 3 * MiB << 3;
+        QTest::newRow("reset in the second part, SlowDown at the end")
+            << QJsonArray{ fault(u"partNumber=2"_s, 1, { { u"resetAfter"_s, 3 * MiB } }),
+                   fault(u"POST"_s, 1, slowDown) }
+            << 20 * MiB << 6;
+    }
+
+    void repeatsWhatMayPass()
+    {
+        QFETCH(QJsonArray, faults);
+        QFETCH(qint64, size);
+        QFETCH(int, requests);
+        const QString path = makeFile(u"0-0001.png"_s, size);
+        m_server.setFaults(faults);
+        LiveStreamUploader uploader(config());
+        uploader.start();
+        uploader.addSlide(0, 1, path);
+        stop(uploader);
+        QCOMPARE(uploader.slidesUploaded(), 1);
+        const QJsonObject object = m_server.object(u"slides"_s, config().prefix + u"0-0001.png"_s);
+        QCOMPARE(object[u"sha256"_s].toString(), sha256(path));
+        QCOMPARE(m_server.takeRequests().size(), requests);
+    }
+
+    void leavesNoPartsBehind()
+    {
+        m_server.setFaults(
+            { fault(u"partNumber=2"_s, 1, errorReply(403, u"ExpiredToken"_s, u""_s)) });
+        LiveStreamUploader uploader(config());
+        uploader.start();
+        uploader.addSlide(0, 1, makeFile(u"0-0001.png"_s, 20 * MiB));
+        stop(uploader);
+        QCOMPARE(uploader.slidesUploadFailed(), 1);
+        QCOMPARE(m_server.unfinishedUploads(u"slides"_s), QJsonArray());
+        QCOMPARE(m_server.takeRequests().last()[u"method"_s].toString(), u"DELETE"_s);
+    }
+
+    void sendsTheNewestFirstAndDrainsAtTheStop()
+    {
+        m_server.setFaults({ fault(u"PUT"_s, 1, { { u"stall"_s, true } }),
+            fault(u"0-0003"_s, 1, errorReply(403, u"AccessDenied"_s, u"no"_s)) });
+        LiveStreamUploader uploader(config());
+        QSignalSpy stopped(&uploader, &LiveStreamUploader::stopped);
+        QStringList outcomes;
+        connect(&uploader, &LiveStreamUploader::slideUploaded, this,
+            [&](int, qint64 time) { outcomes += u"+%1"_s.arg(time); });
+        connect(&uploader, &LiveStreamUploader::slideUploadFailed, this,
+            [&](int, qint64 time) { outcomes += u"-%1"_s.arg(time); });
+        connect(&uploader, &LiveStreamUploader::stopped, this, [&] { outcomes += u"stopped"_s; });
+        uploader.start();
+        QJsonArray requests;
+        for (int number = 1; number <= 5; ++number) {
+            uploader.addSlide(0, number, makeFile(u"0-000%1.png"_s.arg(number)));
+            if (number == 1) // the first one is on its way, and stuck
+                QTRY_VERIFY(!(requests = m_server.takeRequests()).isEmpty());
+        }
+        uploader.requestStop();
+        uploader.addSlide(0, 6, makeFile(u"0-0006.png"_s)); // too late
+        QCOMPARE(uploader.slidesToUpload(), 5);
+        m_server.command(u"release"_s);
+        QVERIFY(stopped.wait(LongMs));
+        QCOMPARE(outcomes.join(u' '), u"+1 +5 +4 -3 +2 stopped"_s);
+        QCOMPARE(uploader.slidesToUpload(), 0);
+    }
+
+    void survivesAServerThatGoesAndComesBack_data()
+    {
+        QTest::addColumn<bool>("atTheStart");
+        QTest::newRow("gone at the start") << true;
+        QTest::newRow("gone in the middle") << false;
+    }
+
+    void survivesAServerThatGoesAndComesBack()
+    {
+        QFETCH(bool, atTheStart);
+        const QString path = makeFile(u"0-0001.png"_s, 20 * MiB);
+        if (atTheStart)
+            m_server.command(u"close"_s);
+        else
+            m_server.setFaults({ fault(u"partNumber=2"_s, 1, { { u"stall"_s, true } }) });
+        LiveStreamUploader uploader(config());
+        uploader.start();
+        uploader.addSlide(0, 1, path);
+        if (!atTheStart) {
+            QTRY_COMPARE_WITH_TIMEOUT(m_server.object(u"slides"_s, u"none"_s).isEmpty()
+                    && m_server.takeRequests().last()[u"fault"_s].toString() == u"stall"_s,
+                true, LongMs);
+            m_server.command(u"close"_s);
+        }
+        QTimer::singleShot(1000, this, [this] { m_server.command(u"open"_s); });
+        stop(uploader);
+        QCOMPARE(uploader.slidesUploaded(), 1);
+        const QJsonObject object = m_server.object(u"slides"_s, config().prefix + u"0-0001.png"_s);
+        QCOMPARE(object[u"sha256"_s].toString(), sha256(path));
+    }
+
+    /// Two uploaders at once, because both take long: one meets a stall, one meets nobody.
+    void givesUpInTheEnd()
+    {
+        m_server.setFaults({ fault(u"PUT"_s, 1, { { u"stall"_s, true } }) });
+        LiveStreamUploader stalled(config());
+        QTcpServer nobody;
+        QVERIFY(nobody.listen(QHostAddress::LocalHost));
+        qputenv(
+            "AWS_ENDPOINT_URL_S3", "http://localhost:" + QByteArray::number(nobody.serverPort()));
+        nobody.close();
+        LiveStreamUploader alone(config());
+        QSignalSpy errors(&alone, &LiveStreamUploader::slideUploadError);
+        const QString path = makeFile(u"0-0001.png"_s);
+        QElapsedTimer timer;
+        timer.start();
+        for (LiveStreamUploader* uploader : { &stalled, &alone }) {
+            uploader->start();
+            uploader->addSlide(0, 1, path);
+        }
+        stop(stalled); // after the time-out, at the second try
+        QCOMPARE(stalled.slidesUploaded(), 1);
+        QVERIFY2(timer.elapsed() >= 18'000, qPrintable(QString::number(timer.elapsed())));
+        stop(alone);
+        QVERIFY2(timer.elapsed() < 40'000, qPrintable(QString::number(timer.elapsed())));
+        QCOMPARE(errors.value(0).value(0).toString(),
+            u"Uploading slide 0-0001.png failed (: curlCode: 7, Couldn't connect to server)."_s);
+        QCOMPARE(alone.slidesUploadFailed(), 1);
+    }
+
+    void endsDuringAnUpload_data()
+    {
+        QTest::addColumn<bool>("byQuitting");
+        QTest::newRow("deleted") << false;
+        QTest::newRow("application quits") << true;
+    }
+
+    void endsDuringAnUpload()
+    {
+        QFETCH(bool, byQuitting);
+        m_server.setFaults({ fault(u"PUT"_s, 9, { { u"stall"_s, true } }) });
+        auto uploader = std::make_unique<LiveStreamUploader>(config());
+        QSignalSpy uploaded(uploader.get(), &LiveStreamUploader::slideUploaded);
+        QSignalSpy failed(uploader.get(), &LiveStreamUploader::slideUploadFailed);
+        uploader->start();
+        uploader->addSlide(0, 1, makeFile(u"0-0001.png"_s));
+        uploader->addSlide(0, 2, makeFile(u"0-0002.png"_s));
+        QTRY_VERIFY(!m_server.takeRequests().isEmpty());
+        QElapsedTimer timer;
+        timer.start();
+        if (byQuitting) {
+            QTimer::singleShot(0, qApp, &QCoreApplication::quit);
+            QCoreApplication::exec();
+            QVERIFY(uploader->isFinished());
+            QCOMPARE(uploader->slidesToUpload(), 2); // a cancelled transfer is neither of the two
+        } else {
+            uploader.reset();
+        }
+        QVERIFY2(timer.elapsed() < 5000, qPrintable(QString::number(timer.elapsed())));
+        Aws::ShutdownAPI(m_sdkOptions); // as main() does it, before the uploader is deleted
+        uploader.reset();
+        Aws::InitAPI(m_sdkOptions);
+        m_server.command(u"release"_s);
+        QCoreApplication::processEvents();
+        QVERIFY(uploaded.isEmpty() && failed.isEmpty());
+    }
+
+    void contextDescribesItself()
+    {
+        const LiveStreamUploaderContext context(1, 42, u"/d/0-1.PNG"_s, u"b"_s, u"p/0-1.png"_s);
+        QString text;
+        QDebug(&text) << context;
+        QCOMPARE(text.trimmed(),
+            u"LiveStreamUploaderContext{screen=1, time=42, localPath=\"/d/0-1.PNG\", remoteBucket=\"b\", remotePath=\"p/0-1.png\"}"_s);
+    }
+};
+
+QTEST_GUILESS_MAIN(LiveStreamUploaderTest)
+#include "LiveStreamUploaderTest.moc"
