@@ -7,7 +7,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr int StartTimeoutMs = 60'000; // two seconds on an idle machine
-constexpr int CommandTimeoutMs = 30'000;
+constexpr int CommandTimeoutMs = 40'000;
 
 QJsonDocument readLine(QProcess& process, int timeoutMs)
 {
@@ -29,12 +29,13 @@ S3Server::~S3Server()
 
 bool S3Server::start(const QStringList& arguments)
 {
+    m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     m_process.start(QString::fromUtf8(S3_SERVER_PROGRAM), arguments);
     m_values = readLine(m_process, StartTimeoutMs).object();
     if (m_values.isEmpty()) {
         m_process.waitForFinished(1000);
-        m_errorText = u"s3-server.py: %1 %2"_s.arg(
-            m_process.errorString(), QString::fromUtf8(m_process.readAllStandardError()));
+        m_errorText = u"The S3 server does not start (python3-swift installed?): %1"_s.arg(
+            m_process.errorString());
     }
     return !m_values.isEmpty();
 }
@@ -50,6 +51,11 @@ QJsonValue S3Server::command(const QString& name, QJsonObject arguments)
     m_process.write(QJsonDocument(arguments).toJson(QJsonDocument::Compact) + '\n');
     const QJsonDocument reply = readLine(m_process, CommandTimeoutMs);
     return reply.isArray() ? QJsonValue(reply.array()) : QJsonValue(reply.object());
+}
+
+bool S3Server::waitUntilStalled()
+{
+    return command(u"stalled"_s)[u"stalled"_s].toBool();
 }
 
 void S3Server::setFaults(const QJsonArray& faults)

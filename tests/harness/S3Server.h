@@ -22,6 +22,8 @@ public:
     /// Blocks for the answer: an array or an object.
     QJsonValue command(const QString& name, QJsonObject arguments = {});
 
+    /// False when no request has run into a "stall" within half a minute.
+    [[nodiscard]] bool waitUntilStalled();
     void setFaults(const QJsonArray& faults);
     /// What came since the last call: "method", "target", "status", "fault", …
     [[nodiscard]] QJsonArray takeRequests();

@@ -13,6 +13,7 @@ standard output comes unasked when the server is ready:
     {"cmd": "objects", "bucket": B}   [{"key", "size", "sha256", "contentType"}] as Swift stores them
     {"cmd": "uploads", "bucket": B}   keys of the multipart uploads under way
     {"cmd": "requests"}               what came since the last time, each with its faults if any
+    {"cmd": "stalled"}                waits (30 s) for a request that stalls; {"stalled": BOOL}
     {"cmd": "faults", "faults": [F]}  replaces the faults; each F is used "count" (1) times for
                                       requests that hold "match" in "METHOD path?query":
         {"reply": STATUS, "code": C, "message": M} or {"reply": STATUS, "body": TEXT};
@@ -169,8 +170,8 @@ class Fault(Exception):
 class Front:
     def __init__(self, upstreamPort, buckets, token, tls):
         self.upstreamPort, self.buckets, self.token, self.tls = upstreamPort, buckets, token, tls
-        self.requests, self.faults, self.clients = [], [], set()
-        self.released = eventlet.event.Event()
+        self.requests, self.faults, self.handlers = [], [], set()
+        self.released, self.stalled = eventlet.event.Event(), 0
         self.port = 0
         self.open()
 
@@ -182,8 +183,8 @@ class Front:
     def close(self):
         self.acceptor.kill()
         self.listener.close()
-        for client in list(self.clients):
-            self.reset(client)
+        for handler in list(self.handlers):
+            handler.kill()
 
     def release(self):
         self.released.send()
@@ -193,29 +194,30 @@ class Front:
         while True:
             client, _ = listener.accept()
             client.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
-            eventlet.spawn(self.handle, client)
+            handler = eventlet.spawn(self.handle, client)
+            self.handlers.add(handler)
+            handler.link(self.handlers.discard)
 
     @staticmethod
     def reset(client):
         try:
             client.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
-            client.shutdown(socket.SHUT_RD)
             client.close()
         except OSError:
             pass
 
     def handle(self, client):
-        self.clients.add(client)
         try:
             if self.tls:
                 client = eventlet.wrap_ssl(client, server_side=True, **self.tls)
             pending = b""
             while pending is not None:
                 pending = self.exchange(client, pending)
-        except (OSError, EOFError, eventlet.greenlet.GreenletExit):
+        except (OSError, EOFError):
             pass
+        except eventlet.greenlet.GreenletExit:
+            self.reset(client)
         finally:
-            self.clients.discard(client)
             client.close()
 
     def exchange(self, client, data):
@@ -251,12 +253,15 @@ class Front:
         record["size"] = len(body)
         if fault.get("stall"):
             record["fault"] = "stall"
-            gone = eventlet.spawn(client.recv, 1)
-            gone.link(lambda _, event=self.released: event.ready() or event.send())
-            self.released.wait()
-            if gone.dead:
+            released = self.released
+            self.stalled += 1
+            try:
+                while not released.ready() and not hasGone(client):
+                    eventlet.sleep(0.01)
+            finally:
+                self.stalled -= 1
+            if not released.ready():
                 raise EOFError
-            gone.kill()
         try:
             if "reply" in fault:
                 raise Fault(fault["reply"], fault.get("code"), fault.get("message"), fault.get("body"))
@@ -321,6 +326,15 @@ class Front:
         return b"\r\n".join(kept) + b"\r\n\r\n" + replyBody
 
 
+def hasGone(client):
+    try:
+        return client.fd.recv(1, socket.MSG_PEEK) == b""
+    except BlockingIOError:
+        return False
+    except OSError:
+        return True
+
+
 def dechunk(data):
     while data:
         size, _, data = data.partition(b"\r\n")
@@ -350,6 +364,11 @@ def answer(swift, front, command):
         requests = list(front.requests)
         front.requests.clear()  # the list is both fronts'
         return requests
+    if name == "stalled":
+        with eventlet.Timeout(30, False):
+            while not front.stalled:
+                eventlet.sleep(0.01)
+        return {"stalled": front.stalled > 0}
     if name == "faults":
         front.faults = command["faults"]
     elif name in ("release", "close", "open"):
