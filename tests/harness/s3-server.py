@@ -13,6 +13,7 @@ standard output comes unasked when the server is ready:
     {"cmd": "objects", "bucket": B}   [{"key", "size", "sha256", "contentType"}] as Swift stores them
     {"cmd": "uploads", "bucket": B}   keys of the multipart uploads under way
     {"cmd": "requests"}               what came since the last time, each with its faults if any
+    {"cmd": "seen"}                   {"requests": how many came since the last "requests"}
     {"cmd": "stalled"}                waits (30 s) for a request that stalls; {"stalled": BOOL}
     {"cmd": "faults", "faults": [F]}  replaces the faults; each F is used "count" (1) times for
                                       requests that hold "match" in "METHOD path?query":
@@ -364,6 +365,8 @@ def answer(swift, front, command):
         requests = list(front.requests)
         front.requests.clear()  # the list is both fronts'
         return requests
+    if name == "seen":
+        return {"requests": len(front.requests)}
     if name == "stalled":
         with eventlet.Timeout(30, False):
             while not front.stalled:

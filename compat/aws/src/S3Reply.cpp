@@ -1,5 +1,6 @@
 #include "S3Reply.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <string_view>
@@ -63,6 +64,15 @@ constexpr std::array<KnownError, 45> KnownErrors{ {
     { "ValidationException", S3Errors::VALIDATION, false },
 } };
 
+/// A cancelled transfer stays cancelled, a certificate that is wrong or cannot be checked stays so.
+bool isRetryableFault(CURLcode code)
+{
+    constexpr std::array<CURLcode, 5> lasting{ CURLE_ABORTED_BY_CALLBACK,
+        CURLE_PEER_FAILED_VERIFICATION, CURLE_SSL_CACERT_BADFILE, CURLE_SSL_ISSUER_ERROR,
+        CURLE_UNSUPPORTED_PROTOCOL };
+    return std::find(lasting.begin(), lasting.end(), code) == lasting.end();
+}
+
 bool isRetryableStatus(long status)
 {
     return status == 408 || status == 429 || (status >= 500 && status != 501 && status != 505);
@@ -119,7 +129,7 @@ S3Error errorFromResponse(const HttpResponse& response)
         return { S3Errors::NETWORK_CONNECTION, {},
             "curlCode: " + std::to_string(response.curlCode) + ", "
                 + curl_easy_strerror(response.curlCode),
-            response.curlCode != CURLE_ABORTED_BY_CALLBACK };
+            isRetryableFault(response.curlCode) };
     }
     const bool retryable = isRetryableStatus(response.status);
     if (response.body.empty())
