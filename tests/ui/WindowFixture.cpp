@@ -17,7 +17,8 @@ WindowFixture::WindowFixture()
     qputenv("XDG_CONFIG_HOME", m_dir.filePath(u"config"_s).toUtf8());
     QCoreApplication::setOrganizationName(u"Podiumcast"_s);
     QCoreApplication::setApplicationName(u"PodiumcastRecorder"_s);
-    QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
+    if (QQuickWindow::graphicsApi() != QSGRendererInterface::Software)
+        QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
     QDir().mkpath(workDir());
     QCoreApplication::instance()->setProperty("workDir", workDir());
 }
@@ -49,10 +50,10 @@ QQuickItem* WindowFixture::item(const QString& objectName) const
 }
 
 void WindowFixture::addPresentation(
-    const QString& title, const QString& recordingStart, int slideCount) const
+    const QString& title, const QString& recordingStart, int slideCount)
 {
     const QDir dir(workDir());
-    const QString name = u"recording %1"_s.arg(dir.count());
+    const QString name = u"recording %1"_s.arg(++m_presentationCount);
     QVERIFY(dir.mkpath(name));
     QFile xml(dir.filePath(name + "/presentation.xml"_L1));
     QVERIFY(xml.open(QIODevice::WriteOnly));

@@ -29,7 +29,7 @@ public:
     QString workDir() const { return m_dir.filePath(QStringLiteral("Presentations")); }
 
     /// A recording on disk, as the recorder leaves it.
-    void addPresentation(const QString& title, const QString& recordingStart, int slideCount) const;
+    void addPresentation(const QString& title, const QString& recordingStart, int slideCount);
 
     /// Waits until the preview shows frames; ends the program when it does not.
     void waitForPreview() const;
@@ -40,5 +40,6 @@ public:
 
 private:
     QTemporaryDir m_dir;
+    int m_presentationCount = 0;
     std::unique_ptr<MainWindow> m_facade;
 };

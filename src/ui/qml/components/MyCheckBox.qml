@@ -7,6 +7,14 @@ import "../theme.js" as Theme
 T.CheckBox {
     id: control
 
+    function press(event) {
+        if (event.isAutoRepeat)
+            return
+        toggle()
+        toggled()
+        clicked()
+    }
+
     focusPolicy: Qt.StrongFocus
     font.family: Theme.fontFamily
     font.pixelSize: Theme.fontBody
@@ -17,8 +25,8 @@ T.CheckBox {
 
     Accessible.name: text
     Accessible.role: Accessible.CheckBox
-    Keys.onEnterPressed: click()
-    Keys.onReturnPressed: click()
+    Keys.onEnterPressed: event => press(event)
+    Keys.onReturnPressed: event => press(event)
 
     indicator: Rectangle {
         border.color: control.checked ? color : control.hovered ? Colors.blue : Colors.darkGrey

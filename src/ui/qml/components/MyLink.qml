@@ -1,27 +1,19 @@
 import QtQuick
-import QtQuick.Templates as T
 import "../colors.js" as Colors
 import "../theme.js" as Theme
 
 /// A link to a page of the service, opened in the system's browser.
-T.AbstractButton {
+MyAbstractButton {
     id: control
 
     property bool onDark: false
     required property url url
 
-    focusPolicy: Qt.StrongFocus
-    font.family: Theme.fontFamily
-    font.pixelSize: Theme.fontBody
-    hoverEnabled: true
     implicitHeight: Math.ceil(contentItem.implicitHeight)
     implicitWidth: Math.ceil(contentItem.implicitWidth)
 
     Accessible.description: url
-    Accessible.name: text
     Accessible.role: Accessible.Link
-    Keys.onEnterPressed: click()
-    Keys.onReturnPressed: click()
     onClicked: mainWindow.qml_openLink(url)
 
     background: Item {

@@ -7,6 +7,16 @@ import "../theme.js" as Theme
 T.RadioButton {
     id: control
 
+    function press(event) {
+        if (event.isAutoRepeat)
+            return
+        if (!checked) {
+            toggle()
+            toggled()
+        }
+        clicked()
+    }
+
     focusPolicy: Qt.StrongFocus
     font.family: Theme.fontFamily
     font.pixelSize: Theme.fontBody
@@ -17,8 +27,8 @@ T.RadioButton {
 
     Accessible.name: text
     Accessible.role: Accessible.RadioButton
-    Keys.onEnterPressed: click()
-    Keys.onReturnPressed: click()
+    Keys.onEnterPressed: event => press(event)
+    Keys.onReturnPressed: event => press(event)
 
     indicator: Rectangle {
         border.color: control.checked || control.hovered ? Colors.blue : Colors.darkGrey

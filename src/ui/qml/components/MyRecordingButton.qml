@@ -1,23 +1,12 @@
 import QtQuick
-import QtQuick.Templates as T
 import "../theme.js" as Theme
 
 /// The round record button.
-T.AbstractButton {
+MyAbstractButton {
     id: control
 
-    property string toolTip
-
-    focusPolicy: Qt.StrongFocus
-    hoverEnabled: true
     implicitHeight: 104
     implicitWidth: 104
-
-    Accessible.description: toolTip
-    Accessible.name: text
-    Accessible.role: Accessible.Button
-    Keys.onEnterPressed: click()
-    Keys.onReturnPressed: click()
 
     background: Item {
         MyFocusRing {
@@ -33,10 +22,5 @@ T.AbstractButton {
                                 : "qrc:/images/recording_button.png"
         sourceSize: Qt.size(control.width * Screen.devicePixelRatio,
                             control.height * Screen.devicePixelRatio)
-    }
-
-    MyToolTip {
-        text: control.toolTip
-        visible: control.hovered && control.toolTip.length > 0
     }
 }

@@ -27,7 +27,6 @@ T.TextField {
     verticalAlignment: TextInput.AlignVCenter
 
     Accessible.name: label
-    Accessible.passwordEdit: echoMode !== TextInput.Normal
     Accessible.role: Accessible.EditableText
 
     background: Rectangle {

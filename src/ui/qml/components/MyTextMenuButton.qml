@@ -1,30 +1,22 @@
 import QtQuick
-import QtQuick.Templates as T
 import "../colors.js" as Colors
 import "../theme.js" as Theme
 
 /// One entry of the text menu.
-T.AbstractButton {
+MyAbstractButton {
     id: control
 
     property bool selected: false
 
-    focusPolicy: Qt.StrongFocus
     font.bold: selected
-    font.family: Theme.fontFamily
-    font.pixelSize: Theme.fontBody
-    hoverEnabled: true
     implicitHeight: Theme.controlHeight
     implicitWidth: Theme.menuWidth
     leftPadding: Theme.unit * 2
     rightPadding: Theme.unit * 2
 
-    Accessible.name: text
     Accessible.role: Accessible.PageTab
     Accessible.selectable: true
     Accessible.selected: selected
-    Keys.onEnterPressed: click()
-    Keys.onReturnPressed: click()
 
     background: Rectangle {
         color: control.selected || control.hovered ? Theme.lineDark : "transparent"

@@ -33,6 +33,7 @@ MyScrollPage {
             if (mainWindow.isRecording || mainWindow.isLoading)
                 return
             login.clearStatus()
+            login.clearPassword()
             mainWindow.qml_startLiveStream(loginSettings.liveStreamResume,
                                            loginSettings.liveStreamPresentationId)
         }

@@ -22,6 +22,9 @@ Column {
     function clearStatus() {
         setStatus("", Colors.darkGrey, Text.PlainText)
     }
+    function clearPassword() {
+        password.clear()
+    }
     function focusEmail() {
         email.forceActiveFocus(Qt.TabFocusReason)
     }

@@ -1,5 +1,4 @@
 import QtQuick
-import QtQuick.Templates as T
 import Podiumcast 1.0
 import "../../colors.js" as Colors
 import "../../theme.js" as Theme
@@ -86,20 +85,14 @@ Rectangle {
             }
         }
 
-        T.AbstractButton {
+        MyAbstractButton {
             id: refreshArea
 
             anchors.fill: parent
             enabled: !preview.loading && !preview.stopping
-            focusPolicy: Qt.StrongFocus
-            hoverEnabled: true
             objectName: "refreshPreview"
             text: qsTr("Click to refresh the preview")
 
-            Accessible.name: text
-            Accessible.role: Accessible.Button
-            Keys.onEnterPressed: click()
-            Keys.onReturnPressed: click()
             onClicked: preview.restart()
 
             background: Rectangle {

@@ -1,0 +1,350 @@
+// Walks every page and screen of the window as someone does who has no pointer, or who listens.
+
+#include "settings/LiveStreamSettings.h"
+#include "settings/LoginSettings.h"
+#include "settings/RecorderSettings.h"
+#include "ui/WindowFixture.h"
+
+#include <QAccessible>
+#include <QDesktopServices>
+#include <QDirIterator>
+#include <QQmlComponent>
+#include <QQmlContext>
+#include <QQmlEngine>
+#include <QQuickItem>
+#include <QRegularExpression>
+#include <QSet>
+#include <QSignalSpy>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+bool isButton(const QQuickItem* item)
+{
+    return item->inherits("QQuickAbstractButton");
+}
+
+bool isControl(const QQuickItem* item)
+{
+    return isButton(item) || item->inherits("QQuickTextInput") || item->inherits("QQuickListView");
+}
+
+/// The controls below @p item that can be used now, in the order of the tree.
+QList<QQuickItem*> usableControls(QQuickItem* item)
+{
+    QList<QQuickItem*> controls;
+    if (!item->isVisible() || !item->isEnabled())
+        return controls;
+    if (isControl(item))
+        controls.append(item);
+    const auto children = item->childItems();
+    for (QQuickItem* child : children)
+        controls += usableControls(child);
+    return controls;
+}
+
+QString describe(const QQuickItem* item)
+{
+    const auto* interface = QAccessible::queryAccessibleInterface(const_cast<QQuickItem*>(item));
+    return u"%1 \"%2\" (%3)"_s.arg(QString::fromLatin1(item->metaObject()->className()),
+        interface ? interface->text(QAccessible::Name) : QString(), item->objectName());
+}
+
+} // namespace
+
+class TestScreens : public QObject
+{
+    Q_OBJECT
+
+public slots:
+    void swallowUrl(const QUrl&) { }
+
+private slots:
+    void initTestCase()
+    {
+        QDesktopServices::setUrlHandler(u"https"_s, this, "swallowUrl");
+        QDesktopServices::setUrlHandler(u"file"_s, this, "swallowUrl");
+    }
+    void cleanupTestCase()
+    {
+        QDesktopServices::unsetUrlHandler(u"https"_s);
+        QDesktopServices::unsetUrlHandler(u"file"_s);
+    }
+    void init()
+    {
+        // What the engine has to say about the screens is always a mistake.
+        QTest::failOnWarning(QRegularExpression(u"qrc:/"_s));
+        m_fixture = std::make_unique<WindowFixture>();
+        m_fixture->addPresentation(u"Talk"_s, u"2026-11-20T09:00:00"_s, 48);
+        m_fixture->addPresentation(u"Another talk"_s, u"2026-11-21T09:00:00"_s, 2);
+        RecorderSettings::instance()->refreshAvailableSlideSources();
+        m_fixture->open();
+        QVERIFY(m_fixture->window());
+        m_fixture->window()->requestActivate();
+        QVERIFY(QTest::qWaitForWindowActive(m_fixture->window()));
+        QTRY_COMPARE(m_fixture->item(u"presentations"_s)->property("count").toInt(), 2);
+        m_fixture->waitForPreview();
+    }
+    void cleanup() { m_fixture.reset(); }
+
+    void everyFileLoads()
+    {
+        QQmlEngine* engine = qmlContext(m_fixture->window())->engine();
+        int files = 0;
+        QDirIterator it(u":/"_s, { u"*.qml"_s }, QDir::Files, QDirIterator::Subdirectories);
+        while (it.hasNext()) {
+            const QString path = it.next();
+            if (path.startsWith(":/qt"_L1))
+                continue;
+            const QQmlComponent component(engine, QUrl("qrc"_L1 + path));
+            QVERIFY2(component.isReady(), qPrintable(component.errorString()));
+            ++files;
+        }
+        QVERIFY(files >= 23);
+        for (const char* path : { "fonts/Roboto-Regular.ttf", "fonts/Roboto-Bold.ttf", "colors.js",
+                 "images/loader_bg.png", "images/loader_fg.png", "images/recording_button.png",
+                 "images/recording_button--hover.png" })
+            QVERIFY2(QFile::exists(u":/"_s + QString::fromLatin1(path)), path);
+    }
+
+    void walkWithTheKeyboard_data()
+    {
+        QTest::addColumn<QString>("page");
+        QTest::addColumn<QStringList>("expected");
+        const QStringList menu{ u"recordButton"_s, u"menu_presentationList"_s, u"menu_settings"_s,
+            u"menu_liveStream"_s, u"refreshPreview"_s };
+        QTest::newRow("list") << u"presentationList"_s
+                              << menu + QStringList{ u"presentations"_s, u"uploadLink"_s };
+        QTest::newRow("settings") << u"settings"_s
+                                  << menu
+                + QStringList{ u"nativeResolution"_s, u"slideWidth"_s, u"slideHeight"_s,
+                      u"pointerRecording"_s, u"channels1"_s, u"channels2"_s, u"pollVMix"_s,
+                      u"vMixEndpoint"_s, u"vMixInterval"_s };
+        QTest::newRow("live stream") << u"liveStream"_s
+                                     << menu
+                + QStringList{ u"email"_s, u"password"_s, u"resume"_s, u"presentationId"_s,
+                      u"startStreaming"_s };
+        QTest::newRow("recording")
+            << QString() << QStringList{ u"freezeSlides"_s, u"captureSlide"_s, u"stopRecording"_s };
+    }
+
+    /// Every control has a name and a role, is reached by the Tab key, scrolled into view, and, if
+    /// it is a button, pressed by Space and Enter.
+    void walkWithTheKeyboard()
+    {
+        QFETCH(QString, page);
+        QFETCH(QStringList, expected);
+        showPage(page);
+        const QList<QQuickItem*> controls = usableControls(m_fixture->window()->contentItem());
+        QStringList names;
+        for (const QQuickItem* control : controls)
+            names << control->objectName();
+        for (const QString& name : std::as_const(expected))
+            QVERIFY2(names.contains(name), qPrintable(name));
+
+        QSet<QQuickItem*> reached;
+        for (int i = 0; i < 3 * controls.size(); ++i) {
+            QTest::keyClick(m_fixture->window(), Qt::Key_Tab);
+            QQuickItem* focused = m_fixture->window()->activeFocusItem();
+            QVERIFY(focused);
+            const QRectF place
+                = focused->mapRectToScene({ 0, 0, focused->width(), focused->height() });
+            QVERIFY2(QRectF({}, m_fixture->window()->size()).contains(place),
+                qPrintable(describe(focused)));
+            reached.insert(focused);
+        }
+        for (QQuickItem* control :
+            controls + QList<QQuickItem*>(reached.cbegin(), reached.cend())) {
+            const auto* interface = QAccessible::queryAccessibleInterface(control);
+            QVERIFY2(interface, qPrintable(describe(control)));
+            QVERIFY2(!interface->text(QAccessible::Name).isEmpty(), qPrintable(describe(control)));
+            const QAccessible::Role role = interface->role();
+            QVERIFY2(role != QAccessible::NoRole && role != QAccessible::Client,
+                qPrintable(describe(control)));
+            // In a list Tab stops at the current row; the arrow keys reach the others.
+            const QQuickItem* list = m_fixture->item(u"presentations"_s);
+            if (list->isAncestorOf(control))
+                continue;
+            const bool byRow = control == list
+                && std::any_of(reached.cbegin(), reached.cend(),
+                    [&](const QQuickItem* item) { return list->isAncestorOf(item); });
+            QVERIFY2(reached.contains(control) || byRow, qPrintable(describe(control)));
+        }
+    }
+
+    void buttonsAnswerToSpaceAndEnter_data() { walkWithTheKeyboard_data(); }
+    void buttonsAnswerToSpaceAndEnter()
+    {
+        QFETCH(QString, page);
+        showPage(page);
+        const qsizetype count = usableControls(m_fixture->window()->contentItem()).size();
+        for (qsizetype i = 0; i < count; ++i) {
+            for (Qt::Key key : { Qt::Key_Space, Qt::Key_Return, Qt::Key_Enter }) {
+                showPage(page); // the press before may have led elsewhere
+                QQuickItem* control = usableControls(m_fixture->window()->contentItem()).value(i);
+                QVERIFY(control);
+                if (!isButton(control))
+                    continue;
+                QSignalSpy clicked(control, SIGNAL(clicked()));
+                control->forceActiveFocus(Qt::TabFocusReason);
+                const QString description = describe(control);
+                QTest::keyClick(m_fixture->window(), key);
+                QVERIFY2(clicked.count() == 1, qPrintable(description));
+            }
+        }
+    }
+
+    void listByKeyboard()
+    {
+        QQuickItem* list = m_fixture->item(u"presentations"_s);
+        QSignalSpy opened(list, SIGNAL(openRequested(QString)));
+        list->forceActiveFocus(Qt::TabFocusReason);
+        QTest::keyClick(m_fixture->window(), Qt::Key_Down);
+        QTest::keyClick(m_fixture->window(), Qt::Key_Return);
+        QTest::keyClick(m_fixture->window(), Qt::Key_Home);
+        QTest::keyClick(m_fixture->window(), Qt::Key_Space);
+        QCOMPARE(opened.count(), 2);
+        QVERIFY(opened.at(0).at(0).toString().endsWith("recording 2"_L1));
+        QVERIFY(opened.at(1).at(0).toString().endsWith("recording 1"_L1));
+    }
+
+    void typedSettings_data()
+    {
+        QTest::addColumn<QString>("field");
+        QTest::addColumn<QString>("typed");
+        QTest::addColumn<QString>("shown");
+        QTest::newRow("width") << u"slideWidth"_s << u"1280"_s << u"1280"_s;
+        QTest::newRow("width in letters") << u"slideWidth"_s << u"wide"_s << u"0"_s;
+        QTest::newRow("height with a unit") << u"slideHeight"_s << u"720px"_s << u"0"_s;
+        QTest::newRow("interval") << u"vMixInterval"_s << u"2500"_s << u"2500"_s;
+        QTest::newRow("interval in letters") << u"vMixInterval"_s << u"often"_s << u"5000"_s;
+        QTest::newRow("endpoint") << u"vMixEndpoint"_s << u"http://10.0.0.2:8088/api/"_s
+                                  << u"http://10.0.0.2:8088/api/"_s;
+    }
+    void typedSettings()
+    {
+        QFETCH(QString, field);
+        QFETCH(QString, typed);
+        QFETCH(QString, shown);
+        LiveStreamSettings::instance()->setVMixApiPollInterval(5000);
+        showPage(u"settings"_s);
+        QQuickItem* edit = m_fixture->item(field);
+        edit->forceActiveFocus(Qt::TabFocusReason);
+        QVERIFY(QMetaObject::invokeMethod(edit, "selectAll"));
+        type(typed);
+        QTest::keyClick(m_fixture->window(), Qt::Key_Tab);
+        QCOMPARE(edit->property("text").toString(), shown);
+        const auto* recorder = RecorderSettings::instance();
+        const auto* live = LiveStreamSettings::instance();
+        const QString stored = field == "slideWidth"_L1 ? QString::number(recorder->slideWidth())
+            : field == "slideHeight"_L1                 ? QString::number(recorder->slideHeight())
+            : field == "vMixInterval"_L1 ? QString::number(live->vMixApiPollInterval())
+                                         : live->vMixApiEndpoint();
+        QCOMPARE(stored, shown);
+    }
+
+    void errorsAccumulateUntilTheRecordingEnds()
+    {
+        MainWindow& facade = m_fixture->facade();
+        showPage({});
+        emit facade.errorMessage(u"first <b>error</b>"_s);
+        emit facade.errorMessage(u"second"_s);
+        const QQuickItem* label = m_fixture->item(u"errorLabel"_s);
+        QCOMPARE(label->property("text").toString(), u"first <b>error</b>\nsecond"_s);
+        QVERIFY(label->isVisible());
+        for (int i = 0; i < 30; ++i)
+            emit facade.errorMessage(u"a message that is so long that it wraps, "_s.repeated(5));
+        emit facade.errorMessage(u"newest"_s);
+        m_fixture->settle();
+        // The newest is in sight, and the buttons are still below.
+        QQuickItem* errors = m_fixture->item(u"errors"_s);
+        const qreal bottomOfText = label->mapToScene({ 0, label->height() }).y();
+        const qreal bottomOfLog = errors->mapToScene({ 0, errors->height() }).y();
+        QVERIFY(bottomOfText <= bottomOfLog && bottomOfText > bottomOfLog - 20);
+        const QQuickItem* stop = m_fixture->item(u"stopRecording"_s);
+        QVERIFY(stop->mapToScene({}).y() > bottomOfLog);
+        facade.setRecording(false);
+        QVERIFY(label->property("text").toString().isEmpty());
+
+        facade.showStartFailed(u"could not start"_s);
+        QVERIFY(label->isVisible());
+        facade.qml_startRecording();
+        QVERIFY(!label->isVisible());
+    }
+
+    void loginAndLiveStream()
+    {
+        MainWindow& facade = m_fixture->facade();
+        showPage(u"liveStream"_s);
+        LoginSettings::instance()->setLiveStreamPresentationId(u" 7f3a91 "_s);
+        QSignalSpy login(&facade, &MainWindow::login);
+        QSignalSpy live(&facade, &MainWindow::startLiveStream);
+        m_fixture->item(u"email"_s)->setProperty("text", u"speaker@podiumcast.example"_s);
+        QQuickItem* password = m_fixture->item(u"password"_s);
+        password->forceActiveFocus(Qt::TabFocusReason);
+        type(u"secret"_s);
+        QVERIFY(QAccessible::queryAccessibleInterface(password)->state().passwordEdit);
+        QCOMPARE(password->property("displayText").toString(), u"******"_s);
+        QTest::keyClick(m_fixture->window(), Qt::Key_Return);
+        QCOMPARE(login.count(), 1);
+        QCOMPARE(login.at(0), QVariantList({ u"speaker@podiumcast.example"_s, u"secret"_s }));
+        const QQuickItem* status = m_fixture->item(u"loginStatus"_s);
+        QCOMPARE(status->property("text").toString(), u"Connecting to livestream..."_s);
+
+        facade.loginFailed();
+        QVERIFY(status->property("text").toString().startsWith("Login failed.<br>"_L1));
+        QCOMPARE(m_fixture->window()->activeFocusItem(), m_fixture->item(u"email"_s));
+        facade.showLiveStreamStartFailed(u"<b>no</b>"_s);
+        QCOMPARE(status->property("text").toString(), u"<b>no</b>"_s);
+        QCOMPARE(status->property("textFormat").toInt(), 0); // plain
+
+        facade.loginSuccessful();
+        QCOMPARE(live.count(), 1);
+        QCOMPARE(live.at(0), QVariantList({ true, u"7f3a91"_s }));
+        QVERIFY(password->property("text").toString().isEmpty());
+        facade.loginSuccessful(); // late, while the stream starts
+        QCOMPARE(live.count(), 1);
+    }
+
+    void closingDuringARecordingAsksFirst()
+    {
+        MainWindow& facade = m_fixture->facade();
+        QSignalSpy quit(&facade, &MainWindow::quitRequested);
+        showPage({});
+        QVERIFY(!m_fixture->window()->close());
+        QVERIFY(m_fixture->window()->isVisible());
+        QCOMPARE(quit.count(), 1);
+        QVERIFY(m_fixture->item(u"loadingScreen"_s)->isVisible());
+        QVERIFY(usableControls(m_fixture->item(u"recordingScreen"_s)).isEmpty());
+        facade.setRecording(false);
+        QVERIFY(m_fixture->window()->close());
+    }
+
+private:
+    void type(const QString& text)
+    {
+        for (const QChar character : text)
+            QTest::keyClick(m_fixture->window(), character.toLatin1());
+    }
+
+    void showPage(const QString& page)
+    {
+        MainWindow& facade = m_fixture->facade();
+        facade.setRecording(page.isEmpty());
+        facade.setLoading(false);
+        if (!page.isEmpty())
+            m_fixture->item(u"menu"_s)->setProperty("selected", page);
+        RecorderSettings::instance()->setUseNativeSlideSourceResolution(false);
+        LoginSettings::instance()->setLiveStreamResume(true);
+        if (!page.isEmpty())
+            m_fixture->waitForPreview(); // before the first frame the preview cannot be pressed
+        m_fixture->settle();
+    }
+
+    std::unique_ptr<WindowFixture> m_fixture;
+};
+
+QTEST_MAIN(TestScreens)
+#include "tst_screens.moc"
