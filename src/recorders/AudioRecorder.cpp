@@ -110,7 +110,8 @@ void AudioRecorder::start()
             tr("The audio file \"%1\" cannot be written: %2. Check that the directory exists, may "
                "be written and has free space, then start the recording again.")
                 .arg(QDir::toNativeSeparators(m_file.fileName()), m_file.errorString()));
-        stop();
+        if (m_state == Starting)
+            stop();
         return;
     }
     openSource();

@@ -1,37 +1,64 @@
 // Against the real sound server and its virtual microphone (see tests/harness/desktop.sh).
 #include "recorders/AudioRecorder.h"
 
+#include "TestRecording.h"
 #include "harness/FileSizeLimit.h"
 #include "recorders/WavFileHeader.h"
-#include "recording/Presentation.h"
 #include "settings/RecorderSettings.h"
 
+#include <QBuffer>
 #include <QElapsedTimer>
 #include <QFileInfo>
 #include <QGuiApplication>
 #include <QProcess>
 #include <QRegularExpression>
-#include <QScopeGuard>
-#include <QSignalSpy>
-#include <QTemporaryDir>
-#include <QTest>
 
-#include <algorithm>
-#include <csignal>
 #include <memory>
 
 using namespace Qt::StringLiterals;
 
 namespace {
 
-QString run(const QString& program, const QStringList& arguments)
+QString run(const QString& commandLine)
 {
     QProcess process;
     process.setProcessChannelMode(QProcess::MergedChannels);
-    process.start(program, arguments);
+    process.startCommand(commandLine);
     process.waitForFinished();
     return QString::fromUtf8(process.readAll()).trimmed();
 }
+
+bool selectInput(const QString& name)
+{
+    return QTest::qWaitFor([&name] {
+        const QList<AudioInputInfo> inputs = AudioInputInfo::availableAudioInputs();
+        for (const AudioInputInfo& input : inputs) {
+            if (input.name() == name)
+                RecorderSettings::instance()->setSelectedAudioInput(input);
+        }
+        return RecorderSettings::instance()->selectedAudioInput().name() == name;
+    });
+}
+
+struct AudioRecording : TestRecording<AudioRecorder>
+{
+    QString path = dir.filePath(u"audio.wav"_s);
+
+    qint64 size() const { return QFileInfo(path).size(); }
+
+    /// The header; its length is that of the file, or the test fails.
+    WavFileHeader finishedHeader() const
+    {
+        QFile file(path);
+        WavFileHeader header;
+        if (file.open(QIODevice::ReadOnly))
+            header.read(&file);
+        if (file.size() < WavFileHeader::Size
+            || header.length() != file.size() - WavFileHeader::Size)
+            QTest::qFail("the lengths do not match the file", __FILE__, __LINE__);
+        return header;
+    }
+};
 
 } // namespace
 
@@ -40,244 +67,142 @@ class TestAudioRecorder : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase();
-    void init();
-    void cleanup();
+    void init() { QVERIFY(selectInput(u"VirtMic"_s)); }
     void recordsWhatTheMicrophoneHears_data();
     void recordsWhatTheMicrophoneHears();
-    void goesOnWithoutInput();
-    void reportsUnwritableFile();
-    void stopsWhileStarting();
-    void startsAndStopsFiftyTimes();
-    void finishesTheFileWhenDestroyed();
+    void startsWithoutInputButNotWithoutFile();
+    void stopsInEveryState();
     void reportsTroubleOnce_data();
     void reportsTroubleOnce();
-
-private:
-    bool selectInput(const QString& name);
-    bool startRecording();
-    QString path() const { return m_dir->filePath(u"audio.wav"_s); }
-    qint64 size() const { return QFileInfo(path()).size(); }
-    WavFileHeader finishedHeader() const;
-
-    std::unique_ptr<QTemporaryDir> m_dir;
-    std::unique_ptr<Presentation> m_presentation;
-    std::unique_ptr<AudioRecorder> m_recorder;
-    std::unique_ptr<QSignalSpy> m_started, m_stopped, m_errors;
 };
-
-void TestAudioRecorder::initTestCase()
-{
-    RecorderSettings::instance()->setAudioChannelCount(1);
-}
-
-void TestAudioRecorder::init()
-{
-    m_dir = std::make_unique<QTemporaryDir>();
-    m_presentation = std::make_unique<Presentation>(QDir(m_dir->path()));
-    m_recorder = std::make_unique<AudioRecorder>();
-    m_started = std::make_unique<QSignalSpy>(m_recorder.get(), &AudioRecorder::started);
-    m_stopped = std::make_unique<QSignalSpy>(m_recorder.get(), &AudioRecorder::stopped);
-    m_errors = std::make_unique<QSignalSpy>(m_recorder.get(), &AudioRecorder::recordingError);
-    QVERIFY(m_dir->isValid() && selectInput(u"VirtMic"_s));
-}
-
-void TestAudioRecorder::cleanup()
-{
-    m_recorder.reset();
-}
-
-bool TestAudioRecorder::selectInput(const QString& name)
-{
-    const auto find = [&name] {
-        const QList<AudioInputInfo> inputs = AudioInputInfo::availableAudioInputs();
-        const auto it = std::find_if(inputs.begin(), inputs.end(),
-            [&name](const AudioInputInfo& input) { return input.name() == name; });
-        return it == inputs.end() ? AudioInputInfo() : *it;
-    };
-    const bool found = QTest::qWaitFor([&find] { return find().isValid(); });
-    RecorderSettings::instance()->setSelectedAudioInput(find());
-    return found;
-}
-
-bool TestAudioRecorder::startRecording()
-{
-    m_recorder->requestStart(m_presentation.get());
-    return m_started->wait() && m_recorder->state() == AudioRecorder::Started;
-}
-
-/// The header of a file that must be complete: its lengths match the file's size.
-WavFileHeader TestAudioRecorder::finishedHeader() const
-{
-    QFile file(path());
-    WavFileHeader header;
-    if (file.open(QIODevice::ReadOnly))
-        header.read(&file);
-    if (file.size() < WavFileHeader::Size || header.length() != file.size() - WavFileHeader::Size)
-        QTest::qFail("the lengths do not match the file", __FILE__, __LINE__);
-    return header;
-}
 
 void TestAudioRecorder::recordsWhatTheMicrophoneHears_data()
 {
     QTest::addColumn<int>("channels");
-    QTest::newRow("mono") << 1;
     QTest::newRow("stereo") << 2;
+    QTest::newRow("mono") << 1;
 }
 
 void TestAudioRecorder::recordsWhatTheMicrophoneHears()
 {
     QFETCH(int, channels);
+    AudioRecording recording;
     RecorderSettings::instance()->setAudioChannelCount(channels);
-    const auto restore = qScopeGuard([] { RecorderSettings::instance()->setAudioChannelCount(1); });
-    const QString tone = m_dir->filePath(u"tone.wav"_s);
-    run(u"sox"_s,
-        { u"-n"_s, u"-r"_s, u"48000"_s, tone, u"synth"_s, u"30"_s, u"sine"_s, u"1000"_s });
+    const QString tone = recording.dir.filePath(u"tone.wav"_s);
+    run(u"sox -n -r 48000 %1 synth 30 sine 1000"_s.arg(tone));
     QProcess player;
     player.start(u"paplay"_s, { u"--device=mic"_s, tone });
-    QVERIFY(player.waitForStarted());
-    QTRY_VERIFY(!run(u"pactl"_s, { u"list"_s, u"short"_s, u"sink-inputs"_s }).isEmpty());
+    QTRY_VERIFY(!run(u"pactl list short sink-inputs"_s).isEmpty());
 
-    QVERIFY(startRecording());
+    QVERIFY(recording.start());
     QElapsedTimer clock;
     clock.start();
-    QTRY_VERIFY_WITH_TIMEOUT(size() > qint64(3) * channels * 192000, 10000);
-    m_recorder->requestStop();
+    QTRY_VERIFY_WITH_TIMEOUT(recording.size() > qint64(3) * channels * 192000, 10000);
+    QVERIFY(recording.stop());
     const qint64 elapsed = clock.elapsed();
-    QTRY_COMPARE(m_stopped->count(), 1);
     player.terminate();
     player.waitForFinished();
 
-    const WavFileHeader header = finishedHeader();
+    const WavFileHeader header = recording.finishedHeader();
     QCOMPARE(int(header.channelCount()), channels);
     QCOMPARE(int(header.sampleSize()), 32);
     QVERIFY2(qAbs(header.millis() - elapsed) <= 100,
         qPrintable(u"%1 ms in %2 ms"_s.arg(header.millis()).arg(elapsed)));
-    const QString stat = run(u"sox"_s, { path(), u"-n"_s, u"remix"_s, u"1"_s, u"stat"_s });
+    const QString stat = run(u"sox %1 -n remix 1 stat"_s.arg(recording.path));
     const auto match = QRegularExpression(u"Rough\\s+frequency:\\s+(\\d+)"_s).match(stat);
     QVERIFY2(qAbs(match.captured(1).toInt() - 1000) < 10, qPrintable(stat));
-    QCOMPARE(m_errors->count(), 0);
+    QCOMPARE(recording.errors.count(), 0);
 }
 
-void TestAudioRecorder::goesOnWithoutInput()
+void TestAudioRecorder::startsWithoutInputButNotWithoutFile()
 {
+    AudioRecording recording;
+    QVERIFY(QDir().mkdir(recording.path)); // in the file's place: root cannot write there either
+    recording.recorder->requestStart(&recording.presentation);
+    QVERIFY(recording.stopped.wait());
+    QCOMPARE(recording.started.count(), 0);
+    QCOMPARE(recording.recorder->state(), AudioRecorder::Stopped);
+    QCOMPARE(recording.errors.count(), 1);
+    QVERIFY(recording.errors.first().first().toString().contains(recording.path));
+
     RecorderSettings::instance()->setSelectedAudioInput(AudioInputInfo());
-    QVERIFY(startRecording());
-    QVERIFY(!QFile::exists(path()));
-    m_recorder->requestStop();
-    QCOMPARE(m_stopped->count(), 1);
-    QCOMPARE(m_recorder->state(), AudioRecorder::Stopped);
+    QVERIFY(recording.start()); // no input, no file
+    QVERIFY(recording.stop());
 }
 
-void TestAudioRecorder::reportsUnwritableFile()
+void TestAudioRecorder::stopsInEveryState()
 {
-    QVERIFY(QDir().mkdir(path())); // a directory where the file should be: also root cannot write
-    m_recorder->requestStart(m_presentation.get());
-    QVERIFY(m_stopped->wait());
-    QCOMPARE(m_started->count(), 0);
-    QCOMPARE(m_errors->count(), 1);
-    QVERIFY(m_errors->first().first().toString().contains(path()));
-    QCOMPARE(m_recorder->state(), AudioRecorder::Stopped);
-}
-
-void TestAudioRecorder::stopsWhileStarting()
-{
-    m_recorder->requestStart(m_presentation.get());
-    m_recorder->requestStop();
-    QCOMPARE(m_stopped->count(), 1);
-    QCOMPARE(m_recorder->state(), AudioRecorder::Stopped);
-    // The next start is not hastened by what was left of the first.
-    QVERIFY(startRecording());
-    QCOMPARE(m_started->count(), 1);
-    m_recorder->requestStop();
-    QCOMPARE(m_recorder->state(), AudioRecorder::Stopped);
-    // A stop without a start answers too.
-    m_recorder->requestStop();
-    QCOMPARE(m_stopped->count(), 3);
-}
-
-void TestAudioRecorder::startsAndStopsFiftyTimes()
-{
-    for (int i = 1; i <= 50; ++i) {
-        QVERIFY(startRecording());
-        m_recorder->requestStop();
-        QTRY_COMPARE(m_stopped->count(), i);
-        finishedHeader();
-        if (QTest::currentTestFailed())
-            return;
+    AudioRecording recording;
+    QVERIFY(recording.stop()); // never started
+    recording.recorder->requestStart(&recording.presentation);
+    QVERIFY(recording.stop()); // starting
+    QCOMPARE(recording.started.count(), 0);
+    for (int i = 0; i < 50; ++i) {
+        QVERIFY(recording.start()); // each once: nothing is left of an earlier start
+        QCOMPARE(recording.started.count(), i + 1);
+        QVERIFY(recording.stop());
+        recording.finishedHeader();
     }
-    QCOMPARE(m_errors->count(), 0);
-}
+    QCOMPARE(recording.errors.count(), 0);
 
-void TestAudioRecorder::finishesTheFileWhenDestroyed()
-{
-    QVERIFY(startRecording());
-    QTRY_VERIFY(size() > 48000);
-    m_recorder.reset();
-    QVERIFY(finishedHeader().length() > 48000 - WavFileHeader::Size);
+    QVERIFY(recording.start());
+    QTRY_VERIFY(recording.size() > 48000);
+    recording.recorder.reset(); // destroyed while it records
+    QVERIFY(recording.finishedHeader().length() > 48000 - WavFileHeader::Size);
 }
 
 void TestAudioRecorder::reportsTroubleOnce_data()
 {
-    QTest::addColumn<QString>("trouble");
     QTest::addColumn<QString>("words");
-    QTest::newRow("disk full") << u"full"_s << u"Free some space"_s;
-    QTest::newRow("file removed") << u"removed"_s << u"was removed"_s;
-    QTest::newRow("input unplugged") << u"unplugged"_s << u"input \"Usb\""_s;
-    QTest::newRow("input gone before the start") << u"gone"_s << u"input \"Usb\""_s;
-    // The last row: nothing restarts the server.
-    QTest::newRow("sound server killed") << u"killed"_s << u"input \"VirtMic\""_s;
+    QTest::newRow("disk full") << u"Free some space"_s;
+    QTest::newRow("file removed") << u"was removed"_s;
+    QTest::newRow("unplugged") << u"\"Usb\" has been disconnected"_s;
+    QTest::newRow("unplugged before the start") << u"\"Usb\" cannot be started"_s;
+    QTest::newRow("server killed") << u"\"VirtMic\""_s; // the last row: it stays so
 }
 
 void TestAudioRecorder::reportsTroubleOnce()
 {
-    QFETCH(QString, trouble);
     QFETCH(QString, words);
-    const bool ownInput = trouble == "unplugged"_L1 || trouble == "gone"_L1;
-    QString module;
-    if (ownInput) {
-        module = run(u"pactl"_s,
-            { u"load-module"_s, u"module-remap-source"_s, u"source_name=usb"_s,
-                u"master=mic.monitor"_s, u"source_properties=device.description=Usb"_s });
+    const QByteArray trouble = QTest::currentDataTag();
+    AudioRecording recording;
+    std::unique_ptr<FileSizeLimit> limit;
+    QString usbModule;
+    if (trouble == "disk full") {
+        limit = std::make_unique<FileSizeLimit>(300000);
+    } else if (trouble.startsWith("unplugged")) {
+        usbModule = run(u"pactl load-module module-remap-source source_name=usb master=mic.monitor "
+                        "source_properties=device.description=Usb"_s);
         QVERIFY(selectInput(u"Usb"_s));
     }
-    constexpr rlim_t Limit = 300000;
-    std::unique_ptr<FileSizeLimit> limit;
-    if (trouble == "full"_L1)
-        limit = std::make_unique<FileSizeLimit>(Limit);
-    if (trouble == "gone"_L1)
-        run(u"pactl"_s, { u"unload-module"_s, module });
-
-    QVERIFY(startRecording());
-    if (trouble != "gone"_L1)
-        QTRY_VERIFY(size() > 48000);
-    if (trouble == "removed"_L1)
-        QVERIFY(QFile::remove(path()));
-    else if (trouble == "unplugged"_L1)
-        run(u"pactl"_s, { u"unload-module"_s, module });
-    else if (trouble == "killed"_L1)
+    if (trouble == "unplugged before the start") {
+        run(u"pactl unload-module "_s + usbModule);
+        QVERIFY(recording.start());
+    } else {
+        QVERIFY(recording.start());
+        QTRY_VERIFY(recording.size() > 48000);
+    }
+    if (trouble == "file removed")
+        QVERIFY(QFile::remove(recording.path));
+    else if (trouble == "unplugged")
+        run(u"pactl unload-module "_s + usbModule);
+    else if (trouble == "server killed")
         QCOMPARE(::kill(qEnvironmentVariableIntValue("PODIUMCAST_TEST_PULSE_PID"), SIGKILL), 0);
 
-    QTRY_COMPARE_WITH_TIMEOUT(m_errors->count(), 1, 10000);
-    const QString message = m_errors->first().first().toString();
+    QTRY_COMPARE_WITH_TIMEOUT(recording.errors.count(), 1, 10000);
+    const QString message = recording.errors.first().first().toString();
     QVERIFY2(message.contains(words), qPrintable(message));
-    QCOMPARE(m_recorder->state(), AudioRecorder::Started); // the others go on recording
-    QVERIFY(!m_errors->wait(4500)); // longer than a trouble needs to be noticed
-    m_recorder->requestStop();
-    QTRY_COMPARE(m_stopped->count(), 1);
-    QCOMPARE(m_recorder->state(), AudioRecorder::Stopped);
-    QCOMPARE(m_errors->count(), 1);
-    if (trouble != "removed"_L1) {
-        const WavFileHeader header = finishedHeader();
-        QCOMPARE(int(header.sampleSize()), 32);
-        if (trouble == "full"_L1)
-            QVERIFY(size() <= qint64(Limit));
-    }
+    QCOMPARE(recording.recorder->state(), AudioRecorder::Started); // the others go on recording
+    QVERIFY(!recording.errors.wait(4500)); // longer than a trouble needs to be noticed
+    QVERIFY(recording.stop());
+    QCOMPARE(recording.errors.count(), 1);
+    if (trouble != "file removed")
+        QCOMPARE(int(recording.finishedHeader().sampleSize()), 32);
 }
 
 int main(int argc, char** argv)
 {
-    QTemporaryDir config; // before the settings are first used
+    const QTemporaryDir config; // before the settings are first used
     qputenv("XDG_CONFIG_HOME", config.path().toUtf8());
     QGuiApplication app(argc, argv);
     TestAudioRecorder test;

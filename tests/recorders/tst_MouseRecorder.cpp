@@ -1,19 +1,16 @@
 // On a real X server, with xdotool as the hand on the mouse.
+#include "recorders/MouseRecorder.h"
+
+#include "TestRecording.h"
 #include "harness/FileSizeLimit.h"
 #include "recorders/MouseListenerPrivate.h"
-#include "recorders/MouseRecorder.h"
 #include "recorders/MouseSaver.h"
-#include "recording/Presentation.h"
 
 #include <QElapsedTimer>
-#include <QFile>
 #include <QGuiApplication>
 #include <QProcess>
 #include <QRegularExpression>
 #include <QScopeGuard>
-#include <QSignalSpy>
-#include <QTemporaryDir>
-#include <QTest>
 
 #include <fcntl.h>
 #include <memory>
@@ -24,38 +21,12 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// A recorder with a presentation of its own.
-struct Recording
+struct MouseRecording : TestRecording<MouseRecorder>
 {
-    QTemporaryDir dir;
-    Presentation presentation{ QDir(dir.path()) };
-    MouseRecorder recorder;
-    QSignalSpy started{ &recorder, &MouseRecorder::started };
-    QSignalSpy stopped{ &recorder, &MouseRecorder::stopped };
-    QSignalSpy errors{ &recorder, &MouseRecorder::recordingError };
-
-    bool start()
-    {
-        recorder.requestStart(&presentation);
-        return started.wait();
-    }
-
-    bool stop()
-    {
-        stopped.clear();
-        recorder.requestStop();
-        return QTest::qWaitFor([this] { return stopped.count() == 2; });
-    }
-
-    QString path() const { return dir.filePath(u"mouse_positions.txt"_s); }
-
-    /// The recorded points, one "x y" a line.
+    /// The recorded points without their times.
     QStringList points() const
     {
-        QFile file(path());
-        if (!file.open(QIODevice::ReadOnly))
-            return {};
-        QStringList points = QString::fromUtf8(file.readAll()).split(u'\n');
+        QStringList points = QString::fromUtf8(content(u"mouse_positions.txt"_s)).split(u'\n');
         points.removeLast(); // each line is ended
         for (QString& line : points)
             line = line.section(u' ', 1);
@@ -63,14 +34,9 @@ struct Recording
     }
 };
 
-/// Moves through points such as "10 20,30 40", which ends before this returns.
-void move(const QString& points)
+void xdotool(const QStringList& commands)
 {
-    QStringList arguments;
-    const QStringList list = points.split(u',');
-    for (const QString& point : list)
-        arguments << u"mousemove"_s << point.split(u' ');
-    QCOMPARE(QProcess::execute(u"xdotool"_s, arguments), 0);
+    QCOMPARE(QProcess::execute(u"xdotool"_s, commands.join(u' ').split(u' ')), 0);
 }
 
 } // namespace
@@ -80,222 +46,159 @@ class TestMouseRecorder : public QObject
     Q_OBJECT
 
 private slots:
-    void init() { move(u"0 0"_s); }
+    void init() { xdotool({ u"mousemove 0 0"_s }); }
     void recordsDistinctPositions();
-    void sharesTheZeroOfTheAudio_data();
     void sharesTheZeroOfTheAudio();
-    void secondRecorderIsInert();
-    void laterRecordingIsNotEndedByAnEarlierOne();
-    void waitsForTheDiskWhenDestroyed();
-    void recordsNothingWithoutADisplay();
-    void saverDrains();
-    void saverReportsOnce_data();
-    void saverReportsOnce();
+    void recordsNothingBesideAnotherOrWithoutADisplay();
+    void hangingDiskDelaysNobody();
+    void drainsAndReportsOnce_data();
+    void drainsAndReportsOnce();
 };
 
 void TestMouseRecorder::recordsDistinctPositions()
 {
-    Recording recording;
+    MouseRecording recording;
     QVERIFY(recording.start());
-    const qsizetype before = recording.recorder.children().size();
-    move(u"10 20,10 20,1919 1079,10 20"_s);
-    QCOMPARE(QProcess::execute(u"xdotool"_s, { u"click"_s, u"1"_s, u"click"_s, u"4"_s }), 0);
-    QCOMPARE(QProcess::execute(u"xdotool"_s, { u"mousedown"_s, u"1"_s }), 0);
-    move(u"30 40"_s);
-    QCOMPARE(QProcess::execute(u"xdotool"_s, { u"mouseup"_s, u"1"_s }), 0);
-
-    // A burst, faster than the event loop turns.
-    QStringList expected{ u"10 20"_s, u"1919 1079"_s, u"10 20"_s, u"30 40"_s };
-    QString burst;
-    for (int i = 0; i < 500; ++i) {
+    QStringList commands{ u"mousemove 10 20 mousemove 10 20 click 1 click 4"_s,
+        u"mousemove 1919 1079 mousedown 1 mousemove 10 20 mouseup 1"_s };
+    QStringList expected{ u"10 20"_s, u"1919 1079"_s, u"10 20"_s };
+    for (int i = 0; i < 500; ++i) { // a burst, faster than the event loop turns
         expected << u"%1 %2"_s.arg(100 + i).arg(200 + i);
-        burst += (i ? u","_s : QString()) + expected.last();
+        commands << u"mousemove "_s + expected.last();
     }
-    move(burst);
+    xdotool(commands);
     QTRY_COMPARE(recording.points(), expected);
-    QCOMPARE(recording.recorder.positionX(), 599);
-    QCOMPARE(recording.recorder.positionY(), 699);
+    QCOMPARE(recording.recorder->positionX(), 599);
+    QCOMPARE(recording.recorder->positionY(), 699);
 
-    QVERIFY(recording.stop());
-    QCOMPARE(recording.recorder.state(), MouseRecorder::Stopped);
-    move(u"50 60"_s);
-    QTRY_COMPARE(recording.recorder.children().size(), before - 2); // listener and saver are gone
-    QCOMPARE(recording.points(), expected);
-
+    QVERIFY(recording.stop(2)); // one answer of the listener, one of the saver
+    QTRY_VERIFY(recording.recorder->children().isEmpty()); // both are gone
+    xdotool({ u"mousemove 50 60"_s });
     QVERIFY(recording.start()); // appends
-    move(u"70 80"_s);
+    xdotool({ u"mousemove 70 80"_s });
     expected << u"70 80"_s;
     QTRY_COMPARE(recording.points(), expected);
     QCOMPARE(recording.errors.count(), 0);
 }
 
-void TestMouseRecorder::sharesTheZeroOfTheAudio_data()
-{
-    QTest::addColumn<bool>("whileStarting");
-    QTest::newRow("set while starting") << true;
-    QTest::newRow("set after the start") << false;
-}
-
 void TestMouseRecorder::sharesTheZeroOfTheAudio()
 {
-    QFETCH(bool, whileStarting);
-    Recording recording;
-    recording.recorder.restartMouseTimer(); // no recording: nothing to restart
+    MouseRecording recording;
+    MouseRecorder* const recorder = recording.recorder.get();
+    recorder->restartMouseTimer(); // no recording: nothing to restart
     QElapsedTimer clock;
-    const auto restart = [&] {
-        recording.recorder.restartMouseTimer();
-        clock.start();
-    };
-    recording.recorder.requestStart(&recording.presentation);
-    if (whileStarting)
-        restart();
-    QVERIFY(recording.started.wait());
-    if (!whileStarting) {
-        QTest::qWait(100); // something to be set back
-        restart();
-    }
     qint64 drift = -1;
-    connect(&recording.recorder, &MouseRecorder::mousePositionChanged, this,
+    connect(recorder, &MouseRecorder::mousePositionChanged, this,
         [&](qint64 time) { drift = qAbs(clock.elapsed() - time); });
-    move(u"10 20"_s);
-    QTRY_VERIFY(drift >= 0);
-    QVERIFY2(drift < 50, qPrintable(QString::number(drift)));
+    recorder->requestStart(&recording.presentation);
+    for (int i = 0; i < 2; ++i) { // set while the recorder starts, and while it records
+        drift = -1;
+        recorder->restartMouseTimer();
+        clock.start();
+        QTRY_VERIFY(clock.elapsed() > 200 && recorder->state() == MouseRecorder::Started);
+        xdotool({ u"mousemove 10 %1"_s.arg(i) });
+        QTRY_VERIFY(drift >= 0);
+        QVERIFY2(drift < 50, qPrintable(QString::number(drift)));
+    }
 }
 
-void TestMouseRecorder::secondRecorderIsInert()
+void TestMouseRecorder::recordsNothingBesideAnotherOrWithoutADisplay()
 {
-    Recording first;
+    MouseRecording first;
+    MouseRecording second;
     QVERIFY(first.start());
-    Recording second;
     QTest::ignoreMessage(QtDebugMsg, "[MouseListenerPrivateX11] m_currentInstance is already set.");
     QVERIFY(second.start());
-    move(u"10 20"_s);
-    QTRY_COMPARE(first.points(), QStringList{ u"10 20"_s });
-    QVERIFY(second.stop());
-    move(u"30 40"_s); // the stop of the second has not ended the first
-    QTRY_COMPARE(first.points().size(), 2);
-    QVERIFY(!QFile::exists(second.path()));
+    xdotool({ u"mousemove 10 20"_s });
+    QTRY_COMPARE(first.points().size(), 1);
+    QVERIFY(second.stop(2));
+    xdotool({ u"mousemove 30 40"_s });
+    QTRY_COMPARE(first.points().size(), 2); // the stop of the second has not ended the first
+    QCOMPARE(second.points().size(), 0);
+    QVERIFY(first.stop(2));
 
-    QVERIFY(first.stop());
+    const QByteArray display = qgetenv("DISPLAY");
+    qunsetenv("DISPLAY");
+    QTest::ignoreMessage(
+        QtDebugMsg, "[MouseListenerPrivateX11] no display with the RECORD extension.");
+    QVERIFY(first.start()); // inert too, and harmless
+    QVERIFY(first.stop(2));
+    qputenv("DISPLAY", display);
+
     QVERIFY(second.start()); // its turn now
-    move(u"50 60"_s);
+    xdotool({ u"mousemove 50 60"_s });
     QTRY_COMPARE(second.points(), QStringList{ u"50 60"_s });
 }
 
-void TestMouseRecorder::laterRecordingIsNotEndedByAnEarlierOne()
+void TestMouseRecorder::hangingDiskDelaysNobody()
 {
+    MouseRecording recording;
+    MouseRecorder* const recorder = recording.recorder.get();
     // A pipe without a reader stands for a disk that hangs.
-    Recording recording;
-    QCOMPARE(::mkfifo(QFile::encodeName(recording.path()).constData(), 0600), 0);
+    const QByteArray path = QFile::encodeName(recording.dir.filePath(u"mouse_positions.txt"_s));
+    QCOMPARE(::mkfifo(path.constData(), 0600), 0);
     QVERIFY(recording.start());
-    move(u"10 20"_s);
-    QTRY_COMPARE(recording.recorder.positionX(), 10);
-    recording.recorder.requestStop();
-    QTRY_COMPARE(recording.recorder.state(), MouseRecorder::Stopped);
-    QCOMPARE(recording.stopped.count(), 1); // the listener's; the saver hangs
+    xdotool({ u"mousemove 10 20"_s });
+    QTRY_COMPARE(recorder->positionX(), 10);
+    QVERIFY(recording.stop(1)); // the listener's answer; the saver still hangs
 
-    QTemporaryDir otherDir;
-    Presentation other{ QDir(otherDir.path()) };
-    recording.recorder.requestStart(&other);
+    MouseRecording other;
+    recorder->requestStart(&other.presentation);
     QVERIFY(recording.started.wait());
-    const auto savers = recording.recorder.findChildren<MouseSaver*>();
+    const auto savers = recorder->findChildren<MouseSaver*>();
     QCOMPARE(savers.size(), 2);
     QSignalSpy earlierGone(savers.first(), &QObject::destroyed);
-    const int pipe = ::open(QFile::encodeName(recording.path()).constData(), O_RDONLY);
+    const int pipe = ::open(path.constData(), O_RDONLY);
     const auto closePipe = qScopeGuard([pipe] { ::close(pipe); });
     QVERIFY(earlierGone.wait());
-    QCOMPARE(recording.recorder.state(), MouseRecorder::Started);
-    QCOMPARE(recording.stopped.count(), 1);
     char line[32] = {};
     QVERIFY(::read(pipe, line, sizeof line - 1) > 0);
     QVERIFY2(QByteArray(line).endsWith(" 10 20\n"), line);
-    QVERIFY(recording.stop());
-}
-
-void TestMouseRecorder::waitsForTheDiskWhenDestroyed()
-{
-    auto recorder = std::make_unique<MouseRecorder>();
-    QTemporaryDir dir;
-    Presentation presentation{ QDir(dir.path()) };
-    recorder->requestStart(&presentation);
-    QVERIFY(QSignalSpy(recorder.get(), &MouseRecorder::started).wait());
+    // Its late answer has not ended the new recording, whose positions survive the recorder's end.
+    QCOMPARE(recorder->state(), MouseRecorder::Started);
+    QCOMPARE(recording.stopped.count(), 1);
     auto* listener = recorder->findChild<MouseListenerPrivate*>();
-    QVERIFY(listener);
     for (int i = 0; i < 2000; ++i)
         listener->emitMousePositionChanged(i, i, 0);
-    recorder.reset();
-    QFile file(dir.filePath(u"mouse_positions.txt"_s));
-    QVERIFY(file.open(QIODevice::ReadOnly));
-    QCOMPARE(file.readAll().count('\n'), 2000);
+    recording.recorder.reset();
+    QCOMPARE(other.points().size(), 2000);
 }
 
-void TestMouseRecorder::recordsNothingWithoutADisplay()
-{
-    const QByteArray display = qgetenv("DISPLAY");
-    const auto restore = qScopeGuard([&display] { qputenv("DISPLAY", display); });
-    qunsetenv("DISPLAY");
-    Recording recording;
-    QTest::ignoreMessage(
-        QtDebugMsg, "[MouseListenerPrivateX11] no display with the RECORD extension.");
-    QVERIFY(recording.start());
-    QVERIFY(recording.stop());
-    QCOMPARE(recording.errors.count(), 0);
-}
-
-void TestMouseRecorder::saverDrains()
-{
-    QTemporaryDir dir;
-    MouseSaver saver{ QDir(dir.path()) };
-    QSignalSpy saved(&saver, &MouseSaver::mousePositionSaved);
-    QSignalSpy stopped(&saver, &MouseSaver::stopped);
-    saver.start();
-    QByteArray expected;
-    for (int i = 0; i < 1000; ++i) {
-        saver.addPosition(1534 + i, 812, -40 - i);
-        expected += u"%1 812 %2\n"_s.arg(1534 + i).arg(-40 - i).toLatin1();
-    }
-    saver.requestStop();
-    saver.addPosition(0, 0, 0); // too late
-    QVERIFY(stopped.wait());
-    QFile file(dir.filePath(u"mouse_positions.txt"_s));
-    QVERIFY(file.open(QIODevice::ReadOnly));
-    QCOMPARE(file.readAll(), expected);
-    QCOMPARE(saved.count(), 1000);
-}
-
-void TestMouseRecorder::saverReportsOnce_data()
+void TestMouseRecorder::drainsAndReportsOnce_data()
 {
     QTest::addColumn<bool>("removed");
-    QTest::newRow("directory is gone") << true;
-    QTest::newRow("disk is full") << false;
+    QTest::addColumn<int>("limit");
+    QTest::addColumn<int>("written");
+    QTest::newRow("all is well") << false << 1000000 << 1000;
+    QTest::newRow("directory removed") << true << 1000000 << 0;
+    QTest::newRow("disk full: no half line") << false << 100 << 7;
 }
 
-void TestMouseRecorder::saverReportsOnce()
+void TestMouseRecorder::drainsAndReportsOnce()
 {
     QFETCH(bool, removed);
-    QTemporaryDir dir;
-    if (removed)
-        QVERIFY(dir.remove());
-    const FileSizeLimit limit(100);
-    MouseSaver saver{ QDir(dir.path()) };
+    QFETCH(int, limit);
+    QFETCH(int, written);
+    const bool fails = written < 1000;
+    TestRecording<MouseRecorder> place;
+    QVERIFY(!removed || place.dir.remove());
+    const FileSizeLimit disk(limit);
+    MouseSaver saver{ QDir(place.dir.path()) };
     QSignalSpy failed(&saver, &MouseSaver::savingFailed);
     QSignalSpy saved(&saver, &MouseSaver::mousePositionSaved);
     QSignalSpy stopped(&saver, &MouseSaver::stopped);
-    QTest::ignoreMessage(
-        QtWarningMsg, QRegularExpression(u"^\\[MouseSaver\\] writing .* failed:"_s));
+    if (fails)
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"^.MouseSaver. writing"_s));
     saver.start();
-    for (int i = 0; i < 20; ++i)
+    for (int i = 0; i < 1000; ++i)
         saver.addPosition(1534, 812, -40);
     saver.requestStop();
+    saver.addPosition(0, 0, 0); // too late
     QVERIFY(stopped.wait());
-    QCOMPARE(failed.count(), 1);
-    QVERIFY(failed.first().first().toString().contains(dir.path()));
-    QCOMPARE(saved.count(), 20);
-    if (removed)
-        return;
-    QFile file(dir.filePath(u"mouse_positions.txt"_s));
-    QVERIFY(file.open(QIODevice::ReadOnly));
-    QCOMPARE(file.readAll(), "1534 812 -40\n"_ba.repeated(7)); // no half line
+    QCOMPARE(failed.count(), fails ? 1 : 0);
+    QCOMPARE(saved.count(), 1000);
+    const QByteArray expected = "1534 812 -40\n"_ba.repeated(written);
+    QCOMPARE(place.content(u"mouse_positions.txt"_s), expected);
 }
 
 QTEST_MAIN(TestMouseRecorder)

@@ -1,22 +1,54 @@
 // On a real X server, whose monitors xrandr adds and removes.
 #include "recorders/ScreenGeometryRecorder.h"
 
-#include "recording/Presentation.h"
+#include "TestRecording.h"
 
 #include <QElapsedTimer>
-#include <QFile>
 #include <QGuiApplication>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QProcess>
 #include <QScreen>
-#include <QSignalSpy>
-#include <QTemporaryDir>
-#include <QTest>
-
-#include <memory>
 
 using namespace Qt::StringLiterals;
+
+namespace {
+
+struct GeometryRecording : TestRecording<ScreenGeometryRecorder>
+{
+    /// The objects of the file; a part that is no valid JSON fails the test.
+    QList<QJsonObject> snapshots() const
+    {
+        QList<QJsonObject> objects;
+        // Inside an object braces meet only with a comma between them.
+        const QByteArray lines = content(u"screens_geometry.txt"_s).replace("}{", "}\n{");
+        const QList<QByteArray> parts = lines.isEmpty() ? QList<QByteArray>() : lines.split('\n');
+        for (const QByteArray& part : parts) {
+            QJsonParseError error;
+            objects << QJsonDocument::fromJson(part, &error).object();
+            if (error.error != QJsonParseError::NoError)
+                QTest::qFail(part.constData(), __FILE__, __LINE__);
+        }
+        return objects;
+    }
+
+    int time(int i) const { return snapshots().value(i).value("time"_L1).toInt(-1); }
+    QJsonArray lastScreens() const
+    {
+        return snapshots().value(snapshots().size() - 1).value("screens"_L1).toArray();
+    }
+};
+
+bool setMonitors(const QString& arguments, int count)
+{
+    return QProcess::execute(u"xrandr"_s, arguments.split(u' ')) == 0
+        && QTest::qWaitFor([count] { return QGuiApplication::screens().size() == count; });
+}
+
+const QString addRight = u"--setmonitor RIGHT 1920/508x1080/286+1920+0 none"_s;
+const QString removeRight = u"--delmonitor RIGHT"_s;
+
+} // namespace
 
 class TestScreenGeometryRecorder : public QObject
 {
@@ -24,159 +56,84 @@ class TestScreenGeometryRecorder : public QObject
 
 private slots:
     void initTestCase();
-    void init();
-    void cleanup();
     void describesScreens();
-    void writesOneSnapshotWithoutChanges_data();
-    void writesOneSnapshotWithoutChanges();
+    void writesOneSnapshotForEachZero();
     void followsAddedAndRemovedScreens();
     void reportsFailureOnce();
-
-private:
-    bool setMonitors(const QStringList& arguments, int count);
-    QByteArray content() const;
-    QList<QJsonObject> snapshots() const;
-
-    std::unique_ptr<QTemporaryDir> m_dir;
-    std::unique_ptr<Presentation> m_presentation;
-    std::unique_ptr<ScreenGeometryRecorder> m_recorder;
-    std::unique_ptr<QSignalSpy> m_started, m_stopped, m_errors;
 };
 
 void TestScreenGeometryRecorder::initTestCase()
 {
-    QVERIFY(
-        setMonitors({ u"--setmonitor"_s, u"LEFT"_s, u"1920/508x1080/286+0+0"_s, u"screen"_s }, 1));
+    QVERIFY(setMonitors(u"--setmonitor LEFT 1920/508x1080/270+0+0 screen"_s, 1));
     QTRY_COMPARE(QGuiApplication::primaryScreen()->name(), u"LEFT"_s);
-}
-
-void TestScreenGeometryRecorder::init()
-{
-    m_dir = std::make_unique<QTemporaryDir>();
-    m_presentation = std::make_unique<Presentation>(QDir(m_dir->path()));
-    m_recorder = std::make_unique<ScreenGeometryRecorder>();
-    const auto* recorder = m_recorder.get();
-    m_started = std::make_unique<QSignalSpy>(recorder, &ScreenGeometryRecorder::started);
-    m_stopped = std::make_unique<QSignalSpy>(recorder, &ScreenGeometryRecorder::stopped);
-    m_errors = std::make_unique<QSignalSpy>(recorder, &ScreenGeometryRecorder::recordingError);
-}
-
-void TestScreenGeometryRecorder::cleanup()
-{
-    m_recorder.reset();
-}
-
-bool TestScreenGeometryRecorder::setMonitors(const QStringList& arguments, int count)
-{
-    return QProcess::execute(u"xrandr"_s, arguments) == 0
-        && QTest::qWaitFor([count] { return QGuiApplication::screens().size() == count; });
-}
-
-QByteArray TestScreenGeometryRecorder::content() const
-{
-    QFile file(m_dir->filePath(u"screens_geometry.txt"_s));
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-/// The objects of the file; a part that is no valid JSON fails the test.
-QList<QJsonObject> TestScreenGeometryRecorder::snapshots() const
-{
-    QList<QJsonObject> objects;
-    // Inside an object braces meet only with a comma between them.
-    const QList<QByteArray> parts = content().replace("}{", "}\n{").split('\n');
-    for (const QByteArray& part : parts) {
-        if (part.isEmpty())
-            continue;
-        QJsonParseError error;
-        objects << QJsonDocument::fromJson(part, &error).object();
-        if (error.error != QJsonParseError::NoError)
-            QTest::qFail(part.constData(), __FILE__, __LINE__);
-    }
-    return objects;
 }
 
 void TestScreenGeometryRecorder::describesScreens()
 {
-    const QJsonObject rect = rectToJson(QRect(-1280, 20, 1280, 720));
-    QCOMPARE(QJsonDocument(rect).toJson(QJsonDocument::Compact),
-        "{\"height\":720,\"width\":1280,\"x\":-1280,\"y\":20}"_ba);
-
-    QScreen* const screen = QGuiApplication::primaryScreen();
-    const QJsonObject object = screenToJson(3, screen);
-    QCOMPARE(object.keys().join(u' '),
-        u"available_geometry available_virtual_geometry depth device_pixel_ratio geometry index "
-        "logical_dots_per_inch logical_dots_per_inch_x logical_dots_per_inch_y manufacturer model "
-        "name native_orientation orientation physical_dots_per_inch physical_dots_per_inch_x "
-        "physical_dots_per_inch_y primary_orientation virtual_geometry"_s);
-    QCOMPARE(object.value("index"_L1), QJsonValue(3));
-    QCOMPARE(object.value("name"_L1), QJsonValue(u"LEFT"_s));
-    QCOMPARE(object.value("geometry"_L1), QJsonValue(rectToJson(QRect(0, 0, 1920, 1080))));
-    QCOMPARE(object.value("depth"_L1), QJsonValue(24));
-    QCOMPARE(object.value("primary_orientation"_L1), QJsonValue(int(Qt::LandscapeOrientation)));
-    QCOMPARE(object.value("physical_dots_per_inch_x"_L1).toDouble(), 1920 / 508.0 * 25.4);
+    const QJsonObject object = screenToJson(3, QGuiApplication::primaryScreen());
+    QByteArray json = QJsonDocument(object).toJson(QJsonDocument::Compact);
+    json.replace("{\"height\":1080,\"width\":1920,\"x\":0,\"y\":0}", "R").replace('"', "");
+    QCOMPARE(json.split(',').join('\n'), R"({available_geometry:R
+available_virtual_geometry:R
+depth:24
+device_pixel_ratio:1
+geometry:R
+index:3
+logical_dots_per_inch:96
+logical_dots_per_inch_x:96
+logical_dots_per_inch_y:96
+manufacturer:
+model:
+name:LEFT
+native_orientation:0
+orientation:0
+physical_dots_per_inch:98.8
+physical_dots_per_inch_x:96
+physical_dots_per_inch_y:101.6
+primary_orientation:2
+virtual_geometry:R})"_ba);
 }
 
-void TestScreenGeometryRecorder::writesOneSnapshotWithoutChanges_data()
+void TestScreenGeometryRecorder::writesOneSnapshotForEachZero()
 {
-    QTest::addColumn<bool>("whileStarting");
-    QTest::newRow("the audio starts at once") << true;
-    QTest::newRow("the audio starts later") << false;
-}
-
-void TestScreenGeometryRecorder::writesOneSnapshotWithoutChanges()
-{
-    QFETCH(bool, whileStarting);
-    m_recorder->restartRecordingTimer(); // not started: nothing, also not later
+    GeometryRecording recording;
+    ScreenGeometryRecorder* const recorder = recording.recorder.get();
+    recorder->restartRecordingTimer(); // not started: nothing, also not later
+    recorder->requestStart(&recording.presentation);
+    QCOMPARE(recording.snapshots().size(), 0);
+    // The audio is faster than the recorder: its zero stays.
+    recorder->restartRecordingTimer();
     QElapsedTimer clock;
-    const auto restart = [&] {
-        m_recorder->restartRecordingTimer();
-        clock.start();
-    };
-    m_recorder->requestStart(m_presentation.get());
-    if (whileStarting)
-        restart();
-    QVERIFY(m_started->wait());
-    if (!whileStarting) {
-        QCOMPARE(content(), QByteArray());
-        restart();
-    }
-    QTRY_COMPARE(snapshots().size(), 1);
-    QVERIFY(snapshots().first().value("time"_L1).toInt(-1) <= 50);
-    // All later times count from that zero.
-    m_recorder->saveScreenGeometry();
-    QVERIFY(qAbs(snapshots().at(1).value("time"_L1).toInt(-1) - clock.elapsed()) < 50);
+    clock.start();
+    QTRY_VERIFY(clock.elapsed() > 200 && recorder->state() == ScreenGeometryRecorder::Started);
+    QCOMPARE(recording.snapshots().size(), 1);
+    QVERIFY(recording.time(0) >= 0 && recording.time(0) < 50);
+    recorder->saveScreenGeometry(); // counts from the same zero
+    QVERIFY(qAbs(recording.time(1) - clock.elapsed()) < 50);
+    recorder->restartRecordingTimer();
+    QTRY_COMPARE(recording.snapshots().size(), 3);
+    QVERIFY(recording.time(2) < 50);
 
-    m_recorder->requestStop();
-    QVERIFY(m_stopped->wait());
-    m_recorder->restartRecordingTimer();
-    QVERIFY(setMonitors(
-        { u"--setmonitor"_s, u"RIGHT"_s, u"1920/508x1080/286+1920+0"_s, u"none"_s }, 2));
-    QVERIFY(setMonitors({ u"--delmonitor"_s, u"RIGHT"_s }, 1));
-    QCOMPARE(snapshots().size(), 2);
-    QCOMPARE(m_errors->count(), 0);
+    QVERIFY(recording.stop());
+    recorder->restartRecordingTimer();
+    QVERIFY(setMonitors(addRight, 2) && setMonitors(removeRight, 1));
+    QCOMPARE(recording.snapshots().size(), 3);
+    QCOMPARE(recording.errors.count(), 0);
 }
 
 void TestScreenGeometryRecorder::followsAddedAndRemovedScreens()
 {
-    for (int recording = 0; recording < 2; ++recording) { // a second one doubles no connection
-        m_recorder->requestStart(m_presentation.get());
-        QVERIFY(m_started->wait());
-        QVERIFY(setMonitors(
-            { u"--setmonitor"_s, u"RIGHT"_s, u"1920/508x1080/286+1920+0"_s, u"none"_s }, 2));
-        QTRY_COMPARE(snapshots().constLast().value("screens"_L1).toArray().size(), 2);
-        const QJsonArray screens = snapshots().constLast().value("screens"_L1).toArray();
-        for (int i = 0; i < 2; ++i)
-            QCOMPARE(screens.at(i).toObject(), screenToJson(i, QGuiApplication::screens().at(i)));
+    GeometryRecording recording;
+    for (int i = 0; i < 2; ++i) { // a second recording doubles no connection
+        QVERIFY(recording.start());
+        QVERIFY(setMonitors(addRight, 2));
+        const QList<QScreen*> screens = QGuiApplication::screens();
+        const QJsonArray expected{ screenToJson(0, screens[0]), screenToJson(1, screens[1]) };
+        QTRY_COMPARE(recording.lastScreens(), expected);
 
-        // Exactly one snapshot for each signal, but none for an added screen's virtual geometry.
-        QScreen* const old = QGuiApplication::screens().first();
-        QScreen* const added = QGuiApplication::screens().last();
-        qsizetype count = snapshots().size();
-        emit old->virtualGeometryChanged(old->virtualGeometry());
-        QCOMPARE(snapshots().size(), ++count);
-        emit added->virtualGeometryChanged(added->virtualGeometry());
-        QCOMPARE(snapshots().size(), count);
-        for (QScreen* screen : { old, added }) {
+        // One snapshot for each signal, but none for the added screen's virtual geometry.
+        qsizetype count = recording.snapshots().size();
+        for (QScreen* screen : screens) {
             emit screen->availableGeometryChanged({});
             emit screen->geometryChanged({});
             emit screen->logicalDotsPerInchChanged(0);
@@ -184,26 +141,25 @@ void TestScreenGeometryRecorder::followsAddedAndRemovedScreens()
             emit screen->physicalDotsPerInchChanged(0);
             emit screen->physicalSizeChanged({});
             emit screen->primaryOrientationChanged({});
-            count += 7;
-            QCOMPARE(snapshots().size(), count);
+            emit screen->virtualGeometryChanged({});
+            count += screen == screens[0] ? 8 : 7;
+            QCOMPARE(recording.snapshots().size(), count);
         }
-
-        QVERIFY(setMonitors({ u"--delmonitor"_s, u"RIGHT"_s }, 1));
-        QTRY_COMPARE(snapshots().constLast().value("screens"_L1).toArray().size(), 1);
-        m_recorder->requestStop();
-        QVERIFY(m_stopped->wait());
+        QVERIFY(setMonitors(removeRight, 1));
+        QTRY_COMPARE(recording.lastScreens().size(), 1);
+        QVERIFY(recording.stop());
     }
 }
 
 void TestScreenGeometryRecorder::reportsFailureOnce()
 {
-    QVERIFY(m_dir->remove());
-    m_recorder->requestStart(m_presentation.get());
-    QVERIFY(m_started->wait());
-    m_recorder->saveScreenGeometry();
-    m_recorder->saveScreenGeometry();
-    QCOMPARE(m_errors->count(), 1);
-    QVERIFY(m_errors->first().first().toString().contains(m_dir->path()));
+    GeometryRecording recording;
+    QVERIFY(recording.dir.remove());
+    QVERIFY(recording.start());
+    recording.recorder->saveScreenGeometry();
+    recording.recorder->saveScreenGeometry();
+    QCOMPARE(recording.errors.count(), 1);
+    QVERIFY(recording.errors.first().first().toString().contains(recording.dir.path()));
 }
 
 QTEST_MAIN(TestScreenGeometryRecorder)
