@@ -193,7 +193,9 @@ void TestAudioRecorder::reportsTroubleOnce()
     const QString message = recording.errors.first().first().toString();
     QVERIFY2(message.contains(words), qPrintable(message));
     QCOMPARE(recording.recorder->state(), AudioRecorder::Started); // the others go on recording
-    QVERIFY(!recording.errors.wait(4500)); // longer than a trouble needs to be noticed
+    // Longer than a trouble needs to be noticed; the other two end or share what watches them.
+    if (trouble == "disk full" || trouble == "unplugged" || trouble == "server killed")
+        QVERIFY(!recording.errors.wait(4500));
     QVERIFY(recording.stop());
     QCOMPARE(recording.errors.count(), 1);
     if (trouble != "file removed")
