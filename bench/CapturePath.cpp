@@ -1,0 +1,149 @@
+// Times the road of one capture, step by step, on a real screen of 3840x2160 (bench/run.sh starts
+// one). The smaller size is its top left corner.
+
+#include "processing/SlideProcessor.h"
+#include "processing/SlideSaver.h"
+#include "slidesource/SlideSourceScreenInterval.h"
+
+#include <QDebug>
+#include <QGuiApplication>
+#include <QLoggingCategory>
+#include <QPixmap>
+#include <QScreen>
+#include <QTemporaryDir>
+
+#include <benchmark/benchmark.h>
+#include <opencv2/imgproc.hpp>
+
+#include <memory>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+class Source : public SlideSourceScreenInterval
+{
+public:
+    Source()
+        : SlideSourceScreenInterval(SlidesSourceInfo::availableSlideSourcesGeneral().first())
+    {
+    }
+    using SlideSourceScreenInterval::qImageToCvMat;
+};
+
+class Processor : public SlideProcessor
+{
+public:
+    using SlideProcessor::areSlidesDifferent;
+    using SlideProcessor::preprocessSlide;
+};
+
+class Saver : public SlideSaver
+{
+public:
+    using SlideSaver::saveSlide;
+    using SlideSaver::SlideSaver;
+};
+
+QImage grab(int width, int height)
+{
+    return QGuiApplication::primaryScreen()->grabWindow(0, 0, 0, width, height).toImage();
+}
+
+// What the screen shows (a wallpaper that run.sh has put there), as the processor gets it.
+cv::Mat screenFrame(int width, int height)
+{
+    Source source;
+    const std::unique_ptr<cv::Mat> mat(source.qImageToCvMat(grab(width, height)));
+    return *mat;
+}
+
+cv::Mat noisy(const cv::Mat& frame)
+{
+    cv::Mat noise(frame.size(), CV_16SC3);
+    cv::theRNG().fill(noise, cv::RNG::NORMAL, 0, 2);
+    cv::Mat result;
+    cv::add(frame, noise, result, cv::noArray(), CV_8U);
+    return result;
+}
+
+void grabScreen(benchmark::State& state)
+{
+    for (auto _ : state)
+        benchmark::DoNotOptimize(grab(int(state.range(0)), int(state.range(1))));
+}
+
+void convertScreenshot(benchmark::State& state)
+{
+    Source source;
+    const QImage image = grab(int(state.range(0)), int(state.range(1)));
+    for (auto _ : state)
+        delete source.qImageToCvMat(image);
+}
+
+void preprocessFrame(benchmark::State& state)
+{
+    const Processor processor;
+    const cv::Mat frame = screenFrame(int(state.range(0)), int(state.range(1)));
+    for (auto _ : state)
+        delete processor.preprocessSlide(&frame);
+}
+
+enum class Change { None, Noise, NewSlide };
+
+void compareFrames(benchmark::State& state, Change change)
+{
+    const Processor processor;
+    const cv::Mat frame = screenFrame(int(state.range(0)), int(state.range(1)));
+    cv::Mat next = change == Change::Noise ? noisy(frame) : frame.clone();
+    if (change == Change::NewSlide) // the worst case: found in the middle of the search
+        cv::circle(next, { next.cols / 2, next.rows / 2 }, next.rows / 10, { 0, 0, 0 }, -1);
+    const std::unique_ptr<cv::Mat> previous(processor.preprocessSlide(&frame));
+    const std::unique_ptr<cv::Mat> current(processor.preprocessSlide(&next));
+    for (auto _ : state) {
+        const bool different = processor.areSlidesDifferent(previous.get(), current.get());
+        if (different != (change == Change::NewSlide))
+            state.SkipWithError("wrong decision");
+    }
+}
+
+void savePng(benchmark::State& state)
+{
+    const QTemporaryDir dir;
+    Saver saver{ QDir(dir.path()) };
+    const SlideImage slide{ nullptr, grab(int(state.range(0)), int(state.range(1))) };
+    for (auto _ : state)
+        saver.saveSlide(1, 0, 0, slide);
+}
+
+void sizes(benchmark::internal::Benchmark* benchmark)
+{
+    benchmark->ArgNames({ "w", "h" })->Args({ 1920, 1080 })->Args({ 3840, 2160 });
+    // The processor works on a pool of threads, so wall-clock time is what a capture costs.
+    benchmark->Unit(benchmark::kMillisecond)->UseRealTime()->MeasureProcessCPUTime();
+}
+
+BENCHMARK(grabScreen)->Apply(sizes)->Name("grab a screen");
+BENCHMARK(convertScreenshot)->Apply(sizes)->Name("convert a screenshot");
+BENCHMARK(preprocessFrame)->Apply(sizes)->Name("preprocess a frame");
+BENCHMARK_CAPTURE(compareFrames, unchanged, Change::None)->Apply(sizes)->Name("compare, unchanged");
+BENCHMARK_CAPTURE(compareFrames, noisy, Change::Noise)->Apply(sizes)->Name("compare, noisy");
+BENCHMARK_CAPTURE(compareFrames, changed, Change::NewSlide)->Apply(sizes)->Name("compare, changed");
+BENCHMARK(savePng)->Apply(sizes)->Name("write a PNG file");
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    QGuiApplication application(argc, argv);
+    const QSize screen = QGuiApplication::primaryScreen()->size();
+    if (screen.width() < 3840 || screen.height() < 2160) {
+        qCritical() << "[CapturePath] needs a screen of 3840x2160, this one has" << screen;
+        return 2;
+    }
+    QLoggingCategory::setFilterRules(u"default.debug=false"_s);
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}

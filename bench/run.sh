@@ -1,0 +1,53 @@
+#!/usr/bin/env bash
+# Builds with the bench preset, measures, and prints the results as Markdown tables:
+#   bench/run.sh [--quick]
+# First the steps of one capture on a screen of 3840x2160, then the real program: its start-up and
+# the recording of a still screen for a minute. --quick: ten seconds of recording, fewer repetitions.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+seconds=60 starts=5 min_time=0.5
+case "${1:-}" in
+    --quick) seconds=10 starts=2 min_time=0.1 ;;
+    "") ;;
+    *) echo "usage: bench/run.sh [--quick]" >&2; exit 2 ;;
+esac
+
+{
+    cmake --preset bench
+    cmake --build --preset bench --target podiumcast_bench PodiumcastRecorder DeckPlayer
+} >&2
+build=build/bench
+dir=$(mktemp -d)
+trap 'rm -rf "$dir"' EXIT
+
+# A slide: a gradient, a photograph and text.
+convert -seed 1 -size 3840x2160 gradient:white-lightblue \
+    \( -size 1600x1200 plasma:orange-navy \) -geometry +2000+700 -composite \
+    -fill black -pointsize 120 -annotate +200+500 'What a recorder sees,\nonce a second:\n\n- a gradient\n- a picture\n- some text' \
+    -depth 8 "$dir/slide.png"
+
+export QT_QPA_PLATFORM=xcb QT_QUICK_BACKEND=software LC_ALL=C.UTF-8
+tests/harness/desktop.sh --screen 3840x2160 -- bash -c '
+    display -window root "$1/slide.png" || true # its exit code is 1 also when it worked
+    exec "$2" --benchmark_min_time="$3" --benchmark_out="$1/capture.json" --benchmark_out_format=json >&2
+' - "$dir" "$build/bench/podiumcast_bench" "$min_time"
+
+/usr/bin/python3 - "$dir/capture.json" <<'PYTHON'
+import json
+import sys
+
+rows = {}
+for run in json.load(open(sys.argv[1]))["benchmarks"]:
+    if run.get("error_occurred"):
+        sys.exit(f"{run['name']}: {run['error_message']}")
+    name, width = run["name"].split("/")[:2]
+    rows.setdefault(name, {})[width] = f"{run['real_time']:.2f} ms ({run['cpu_time']:.2f})"
+print("| one capture: time (CPU of all threads) | 1920x1080 | 3840x2160 |\n|---|---|---|")
+for name, times in rows.items():
+    print(f"| {name} | {times['w:1920']} | {times['w:3840']} |")
+PYTHON
+
+printf '\n| the real program | |\n|---|---|\n'
+tests/harness/desktop.sh --audio -- /usr/bin/python3 bench/recording.py \
+    --recorder "$build/src/app/PodiumcastRecorder" --player "$build/tests/demo/DeckPlayer" \
+    --seconds "$seconds" --starts "$starts"
