@@ -68,24 +68,20 @@ double similarity(const cv::Mat& a, const cv::Mat& b, int channel)
     double sum = 0;
     for (int y = 0; y < a.rows; ++y) {
         for (int x = 0; x < a.cols; ++x) {
-            double weights = 0, ma = 0, mb = 0, aa = 0, bb = 0, ab = 0;
-            for (int dy = -5; dy <= 5; ++dy) {
-                for (int dx = -5; dx <= 5; ++dx) {
-                    const double weight = std::exp(-(dx * dx + dy * dy) / (2 * 1.5 * 1.5));
-                    const double p = at(a, y + dy, x + dx), q = at(b, y + dy, x + dx);
-                    weights += weight;
-                    ma += weight * p;
-                    mb += weight * q;
-                    aa += weight * p * p;
-                    bb += weight * q * q;
-                    ab += weight * p * q;
-                }
+            double sums[6] = {};
+            for (int i = 0; i < 11 * 11; ++i) {
+                const int dx = i % 11 - 5, dy = i / 11 - 5;
+                const double weight = std::exp(-(dx * dx + dy * dy) / (2 * 1.5 * 1.5));
+                const double p = at(a, y + dy, x + dx), q = at(b, y + dy, x + dx);
+                const double terms[6] = { 1, p, q, p * p, q * q, p * q };
+                for (int term = 0; term < 6; ++term)
+                    sums[term] += weight * terms[term];
             }
-            ma /= weights;
-            mb /= weights;
-            const double va = aa / weights - ma * ma, vb = bb / weights - mb * mb;
-            sum += (2 * ma * mb + 6.5025) * (2 * (ab / weights - ma * mb) + 58.5225)
-                / ((ma * ma + mb * mb + 6.5025) * (va + vb + 58.5225));
+            const auto mean = [&sums](int term) { return sums[term] / sums[0]; };
+            const double m1 = mean(1), m2 = mean(2);
+            const double v1 = mean(3) - m1 * m1, v2 = mean(4) - m2 * m2;
+            sum += (2 * m1 * m2 + 6.5025) * (2 * (mean(5) - m1 * m2) + 58.5225)
+                / ((m1 * m1 + m2 * m2 + 6.5025) * (v1 + v2 + 58.5225));
         }
     }
     return sum / (a.rows * a.cols);

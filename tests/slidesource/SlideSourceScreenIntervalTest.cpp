@@ -18,6 +18,21 @@ namespace {
 const SlidesSourceInfo ScreenInfo(
     true, SlidesSourceInfo::IntervalScreenCapture, "IntervalScreenCapture"_ba, -1, u"Screens"_s);
 
+void xrandr(const QStringList& arguments)
+{
+    QCOMPARE(QProcess::execute(u"xrandr"_s, arguments), 0);
+}
+
+void setMonitor(const QString& name, const QString& geometry, const QString& output = u"none"_s)
+{
+    xrandr({ u"--setmonitor"_s, name, geometry, output });
+}
+
+void removeMonitor(const QString& name)
+{
+    xrandr({ u"--delmonitor"_s, name });
+}
+
 class TestedSource : public SlideSourceScreenInterval
 {
 public:
@@ -41,38 +56,20 @@ private slots:
     void conversion();
 
 private:
-    void setMonitor(const QString& name, const QString& geometry, const QString& output);
-    void removeMonitor(const QString& name);
-
     QImage m_wallpaper;
 };
-
-void SlideSourceScreenIntervalTest::setMonitor(
-    const QString& name, const QString& geometry, const QString& output)
-{
-    QCOMPARE(QProcess::execute(u"xrandr"_s, { u"--setmonitor"_s, name, geometry, output }), 0);
-}
-
-void SlideSourceScreenIntervalTest::removeMonitor(const QString& name)
-{
-    QCOMPARE(QProcess::execute(u"xrandr"_s, { u"--delmonitor"_s, name }), 0);
-}
 
 void SlideSourceScreenIntervalTest::initTestCase()
 {
     m_wallpaper = QImage(3840, 1080, QImage::Format_RGB32);
-    quint32 seed = 1;
-    for (int y = 0; y < m_wallpaper.height(); ++y) {
-        auto* line = reinterpret_cast<QRgb*>(m_wallpaper.scanLine(y));
-        for (int x = 0; x < m_wallpaper.width(); ++x)
-            line[x] = 0xff000000 | ((seed = seed * 1664525 + 1013904223) >> 8);
-    }
+    cv::Mat pixels(m_wallpaper.height(), m_wallpaper.width(), CV_8UC4, m_wallpaper.bits());
+    cv::randu(pixels, 0, 256);
     const QTemporaryDir dir;
     QVERIFY(m_wallpaper.save(dir.filePath(u"wallpaper.bmp"_s)));
     // Its exit code is 1 even when it has done its work; the pixels are compared below.
     QProcess::execute(u"display"_s, { u"-window"_s, u"root"_s, dir.filePath(u"wallpaper.bmp"_s) });
     setMonitor(u"LEFT"_s, u"1920/508x1080/286+0+0"_s, u"screen"_s);
-    setMonitor(u"RIGHT"_s, u"1920/508x1080/286+1920+0"_s, u"none"_s);
+    setMonitor(u"RIGHT"_s, u"1920/508x1080/286+1920+0"_s);
     QTRY_COMPARE(QGuiApplication::screens().size(), 2);
 }
 
@@ -86,7 +83,7 @@ void SlideSourceScreenIntervalTest::framesShowTheScreensInQtsOrder()
         qPrintable(QString::number(probe.captures[0].time)));
 
     // A new primary monitor comes first in Qt's list, and so in the frames.
-    setMonitor(u"*FRONT"_s, u"1920/508x1080/286+960+0"_s, u"none"_s);
+    setMonitor(u"*FRONT"_s, u"1920/508x1080/286+960+0"_s);
     QTRY_COMPARE(QGuiApplication::screens().size(), 3);
     QTRY_COMPARE(QGuiApplication::screens().first()->name(), u"FRONT"_s);
     probe.force();
@@ -158,7 +155,7 @@ void SlideSourceScreenIntervalTest::monitorsComeAndGoDuringCapture()
     for (int cycle = 0; cycle < 25; ++cycle) {
         for (qsizetype count : { 3, 2 }) {
             if (count == 3)
-                setMonitor(u"THIRD"_s, u"640/170x480/127+100+100"_s, u"none"_s);
+                setMonitor(u"THIRD"_s, u"640/170x480/127+100+100"_s);
             else
                 removeMonitor(u"THIRD"_s);
             QTRY_COMPARE(QGuiApplication::screens().size(), count);
