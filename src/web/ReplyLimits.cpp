@@ -25,12 +25,24 @@ void ReplyLimits::apply(QNetworkReply* reply, std::chrono::milliseconds timeLimi
     QTimer::singleShot(timeLimit, reply, [reply] { reply->abort(); });
 }
 
-QString ReplyLimits::errorString(const QNetworkReply* reply)
+QNetworkReply::NetworkError ReplyLimits::outcome(const QNetworkReply* reply, qint64 bodySize)
+{
+    const QVariant announced = reply->header(QNetworkRequest::ContentLengthHeader);
+    const bool asSent = !reply->hasRawHeader("Content-Encoding"); // else the lengths differ
+    if (reply->error() == QNetworkReply::NoError && announced.isValid() && asSent
+        && bodySize < announced.toLongLong())
+        return QNetworkReply::RemoteHostClosedError;
+    return reply->error();
+}
+
+QString ReplyLimits::errorString(const QNetworkReply* reply, QNetworkReply::NetworkError code)
 {
     // Nothing but the limits cancels a request.
-    if (reply->error() != QNetworkReply::OperationCanceledError)
-        return reply->errorString();
-    return reply->property(tooLargeProperty).toBool()
-        ? QCoreApplication::translate("ReplyLimits", "the answer is too large")
-        : QCoreApplication::translate("ReplyLimits", "no complete answer in time");
+    if (code == QNetworkReply::OperationCanceledError)
+        return reply->property(tooLargeProperty).toBool()
+            ? QCoreApplication::translate("ReplyLimits", "the answer is too large")
+            : QCoreApplication::translate("ReplyLimits", "no complete answer in time");
+    if (code != reply->error())
+        return QCoreApplication::translate("ReplyLimits", "the answer ended in the middle");
+    return reply->errorString();
 }

@@ -78,15 +78,21 @@ void VMixApiPoller::poll()
     connect(reply, &QNetworkReply::errorOccurred, this,
         [this, reply](QNetworkReply::NetworkError code) {
             if (m_timer.isActive())
-                reportError(code, ReplyLimits::errorString(reply));
+                reportError(code, ReplyLimits::errorString(reply, code));
         });
     connect(reply, &QNetworkReply::finished, this, [this, reply] {
         m_requests.removeOne(reply);
         reply->deleteLater();
         if (reply->error() != QNetworkReply::NoError || !m_timer.isActive())
             return;
+        const QByteArray body = reply->readAll();
+        const QNetworkReply::NetworkError code = ReplyLimits::outcome(reply, body.size());
+        if (code != QNetworkReply::NoError) {
+            reportError(code, ReplyLimits::errorString(reply, code));
+            return;
+        }
         m_lastPollSuccessAt = QDateTime::currentDateTimeUtc();
-        m_xml = QString::fromUtf8(reply->readAll());
+        m_xml = QString::fromUtf8(body);
     });
 }
 

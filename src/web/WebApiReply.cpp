@@ -5,8 +5,6 @@
 #include <QDebug>
 #include <QJsonDocument>
 
-#include <utility>
-
 WebApiReply::WebApiReply(QNetworkReply* reply, std::chrono::milliseconds timeLimit)
     : QObject(reply)
     , m_reply(reply)
@@ -29,20 +27,22 @@ WebApiReply::~WebApiReply()
     }
     connect(reply, &QNetworkReply::finished, reply, [reply] {
         if (reply->error() != QNetworkReply::NoError)
-            qWarning() << "[WebApiReply]" << ReplyLimits::errorString(reply) << reply->error();
+            qWarning() << "[WebApiReply]" << ReplyLimits::errorString(reply, reply->error())
+                       << reply->error();
         reply->deleteLater();
     });
 }
 
 QString WebApiReply::errorString() const
 {
-    return m_reply ? ReplyLimits::errorString(m_reply) : QString();
+    return m_reply ? ReplyLimits::errorString(m_reply, m_error) : QString();
 }
 
 void WebApiReply::onNetworkReplyError(QNetworkReply::NetworkError code)
 {
-    if (std::exchange(m_errorReported, true))
+    if (m_error != QNetworkReply::NoError) // one error is enough
         return;
+    m_error = code;
     readBody();
     qWarning() << "[WebApiReply]" << errorString() << code;
     emit error(code);
@@ -51,14 +51,12 @@ void WebApiReply::onNetworkReplyError(QNetworkReply::NetworkError code)
 void WebApiReply::onNetworkReplyFinished()
 {
     const QPointer<WebApiReply> self(this);
-    if (m_reply->error() == QNetworkReply::NoError) {
-        readBody();
+    readBody();
+    const QNetworkReply::NetworkError code = ReplyLimits::outcome(m_reply, m_response.size());
+    if (code != QNetworkReply::NoError)
+        onNetworkReplyError(code);
+    else
         emit finished();
-    } else {
-        onNetworkReplyError(m_reply->error());
-        if (self)
-            readBody();
-    }
     if (!self) // deleted by a handler, and the destructor has seen to the network reply
         return;
     m_reply->deleteLater();

@@ -24,7 +24,7 @@ public:
     WebApiReply(QNetworkReply* reply, std::chrono::milliseconds timeLimit);
     ~WebApiReply() override;
 
-    /// The network reply's text, or, where the request was cut off here, the reason for that.
+    /// The network reply's text, or the reason why it was cut off or not accepted here.
     [[nodiscard]] QString errorString() const;
     [[nodiscard]] QByteArray response() const { return m_response; }
     /// The body as a JSON object; empty when it is none.
@@ -44,5 +44,5 @@ private:
     QPointer<QNetworkReply> m_reply;
     QByteArray m_response;
     QJsonObject m_jsonResponse;
-    bool m_errorReported = false;
+    QNetworkReply::NetworkError m_error = QNetworkReply::NoError;
 };
