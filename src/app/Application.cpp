@@ -7,6 +7,7 @@
 #include "settings/NetworkSettings.h"
 #include "settings/RecorderSettings.h"
 #include "ui/MainWindow.h"
+#include "web/WebApi.h"
 
 #include <QCoreApplication>
 #include <QDebug>
@@ -93,6 +94,10 @@ void Application::connectRecorder()
     connect(&m_recorder, &Recorder::stopped, this, [this] { onRecorderStopped(); });
     connect(&m_recorder, &Recorder::slidesCapturedSignal, this,
         [this](const QList<QImage>& images) { m_mainWindow->showSlides(images); });
+    connect(&m_recorder, &Recorder::liveStreamStartFailed, this, [this](const QString& message) {
+        m_startFailureTold = true;
+        m_mainWindow->showLiveStreamStartFailed(message);
+    });
     connect(&m_recorder, &Recorder::slidesFrozenChanged, this,
         [this] { m_mainWindow->setSlidesFrozen(m_recorder.slidesFrozen()); });
     connect(&m_recorder, &Recorder::slidesResolutionsChanged, this,
@@ -101,6 +106,24 @@ void Application::connectRecorder()
         [this] { m_mainWindow->setSlidesCaptured(m_recorder.slidesCaptured()); });
     connect(&m_recorder, &Recorder::slidesSavedChanged, this,
         [this] { m_mainWindow->setSlidesSaved(m_recorder.slidesSaved()); });
+    connect(&m_recorder, &Recorder::slidesToUploadChanged, this,
+        [this] { m_mainWindow->setSlidesToUpload(m_recorder.slidesToUpload()); });
+    connect(&m_recorder, &Recorder::slidesUploadedChanged, this,
+        [this] { m_mainWindow->setSlidesUploaded(m_recorder.slidesUploaded()); });
+    connect(&m_recorder, &Recorder::slidesUploadFailedChanged, this,
+        [this] { m_mainWindow->setSlidesUploadFailed(m_recorder.slidesUploadFailed()); });
+    connect(&m_recorder, &Recorder::slideInfoWebSuccessCountChanged, this, [this] {
+        m_mainWindow->setSlideInfoWebSuccessCount(m_recorder.slideInfoWebSuccessCount());
+    });
+    connect(&m_recorder, &Recorder::slideInfoWebFailCountChanged, this,
+        [this] { m_mainWindow->setSlideInfoWebFailCount(m_recorder.slideInfoWebFailCount()); });
+    connect(&m_recorder, &Recorder::lastSlideInfoWebSuccessChanged, this,
+        [this] { m_mainWindow->setLastSlideInfoWebSuccess(m_recorder.lastSlideInfoWebSuccess()); });
+    connect(&m_recorder, &Recorder::lastSlideInfoWebErrorChanged, this,
+        [this] { m_mainWindow->setLastSlideInfoWebError(m_recorder.lastSlideInfoWebError()); });
+    connect(&m_recorder, &Recorder::lastSlideInfoWebErrorStringChanged, this, [this] {
+        m_mainWindow->setLastSlideInfoWebErrorString(m_recorder.lastSlideInfoWebErrorString());
+    });
     connect(&m_recorder, &Recorder::mousePositionChanged, this, [this] {
         m_mainWindow->setMousePositionX(m_recorder.mousePositionX());
         m_mainWindow->setMousePositionY(m_recorder.mousePositionY());
@@ -127,6 +150,11 @@ void Application::connectWindow()
     });
     connect(m_mainWindow, &MainWindow::freezeSlides, this, [this] { m_recorder.freezeSlides(); });
     connect(m_mainWindow, &MainWindow::captureSlide, this, [this] { m_recorder.captureSlide(); });
+
+    WebApi* webApi = WebApi::instance();
+    connect(webApi, &WebApi::loginFailed, m_mainWindow, &MainWindow::loginFailed);
+    connect(webApi, &WebApi::loginSuccessful, m_mainWindow, &MainWindow::loginSuccessful);
+    connect(m_mainWindow, &MainWindow::login, webApi, &WebApi::login);
 }
 
 void Application::connectQuit()

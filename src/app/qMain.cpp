@@ -10,6 +10,8 @@
 #include <QQuickWindow>
 #include <QTimer>
 
+#include <aws/core/Aws.h>
+
 using namespace Qt::StringLiterals;
 
 int qMain(int argc, char** argv)
@@ -27,8 +29,14 @@ int qMain(int argc, char** argv)
     qRegisterMetaType<cv::Mat>("cv::Mat");
     qRegisterMetaType<QList<SlideImage>>("QList<SlideImage>");
 
+    const Aws::SDKOptions awsOptions;
+    Aws::InitAPI(awsOptions);
+
     QGuiApplication guiApplication(argc, argv);
     Application application(nullptr);
     QTimer::singleShot(0, &application, &Application::run);
-    return QGuiApplication::exec();
+    const int result = QGuiApplication::exec();
+    // No upload runs any more: each ends, or is given up, when the application is about to quit.
+    Aws::ShutdownAPI(awsOptions);
+    return result;
 }

@@ -1,9 +1,15 @@
 #include "recording/Recorder.h"
 
+#include "BuildConfig.h"
 #include "recording/Presentation.h"
+#include "settings/LiveStreamSettings.h"
 #include "settings/RecorderSettings.h"
+#include "web/WebApi.h"
 
+#include <QRandomGenerator>
 #include <QTimer>
+
+using namespace Qt::StringLiterals;
 
 Recorder::Recorder(QObject* parent)
     : QObject(parent)
@@ -12,8 +18,12 @@ Recorder::Recorder(QObject* parent)
 
     connect(this, &Recorder::recordingError, this,
         [this](const QString& message) { m_recordingErrors.append(message); });
+    m_pingTimer.setSingleShot(true);
+    m_pingTimer.setInterval(5000);
+    connect(&m_pingTimer, &QTimer::timeout, this, &Recorder::sendWebApiPingData);
     connectSlideRecorder();
     connectSideRecorders();
+    connect(&m_vMixApiPoller, &VMixApiPoller::pollingError, this, &Recorder::recordingError);
 }
 
 void Recorder::connectSlideRecorder()
@@ -22,6 +32,8 @@ void Recorder::connectSlideRecorder()
     connect(&m_slideRecorder, &SlideRecorder::stopped, this, &Recorder::slideRecorderStopped);
     connect(&m_slideRecorder, &SlideRecorder::slidesCapturedSignal, this,
         &Recorder::slidesCapturedSignal);
+    connect(&m_slideRecorder, &SlideRecorder::liveStreamStartFailed, this,
+        &Recorder::liveStreamStartFailed);
     connect(&m_slideRecorder, &SlideRecorder::recordingError, this, &Recorder::recordingError);
     connect(&m_slideRecorder, &SlideRecorder::slidesFrozenChanged, this,
         &Recorder::slidesFrozenChanged);
@@ -31,6 +43,22 @@ void Recorder::connectSlideRecorder()
         &Recorder::slidesCapturedChanged);
     connect(
         &m_slideRecorder, &SlideRecorder::slidesSavedChanged, this, &Recorder::slidesSavedChanged);
+    connect(&m_slideRecorder, &SlideRecorder::slidesToUploadChanged, this,
+        &Recorder::slidesToUploadChanged);
+    connect(&m_slideRecorder, &SlideRecorder::slidesUploadedChanged, this,
+        &Recorder::slidesUploadedChanged);
+    connect(&m_slideRecorder, &SlideRecorder::slidesUploadFailedChanged, this,
+        &Recorder::slidesUploadFailedChanged);
+    connect(&m_slideRecorder, &SlideRecorder::slideInfoWebSuccessCountChanged, this,
+        &Recorder::slideInfoWebSuccessCountChanged);
+    connect(&m_slideRecorder, &SlideRecorder::slideInfoWebFailCountChanged, this,
+        &Recorder::slideInfoWebFailCountChanged);
+    connect(&m_slideRecorder, &SlideRecorder::lastSlideInfoWebSuccessChanged, this,
+        &Recorder::lastSlideInfoWebSuccessChanged);
+    connect(&m_slideRecorder, &SlideRecorder::lastSlideInfoWebErrorChanged, this,
+        &Recorder::lastSlideInfoWebErrorChanged);
+    connect(&m_slideRecorder, &SlideRecorder::lastSlideInfoWebErrorStringChanged, this,
+        &Recorder::lastSlideInfoWebErrorStringChanged);
 }
 
 void Recorder::connectSideRecorders()
@@ -126,6 +154,12 @@ void Recorder::start()
     if (m_state != Starting)
         return;
     m_recordingStart = QDateTime::currentDateTimeUtc();
+    if (m_presentation->isLiveStream()) {
+        const LiveStreamSettings* settings = LiveStreamSettings::instance();
+        if (settings->pollVMixApi())
+            m_vMixApiPoller.start(settings->vMixApiEndpoint(), settings->vMixApiPollInterval());
+        m_pingTimer.start(0);
+    }
     setState(Started);
     emit started();
 }
@@ -140,6 +174,11 @@ void Recorder::requestStop()
         m_screenGeometryRecorder.requestStop();
     if (m_mouseRecorder.state() != MouseRecorder::Stopped)
         m_mouseRecorder.requestStop();
+    m_vMixApiPoller.stop();
+    m_pingTimer.stop();
+    // While the stream is still being created there is nothing to report on.
+    if (m_presentation->isLiveStream() && m_slideRecorder.state() != SlideRecorder::Starting)
+        sendWebApiPingData();
     setState(Stopping);
 }
 
@@ -187,6 +226,9 @@ void Recorder::stop()
         || m_mouseRecorder.state() != MouseRecorder::Stopped
         || m_screenGeometryRecorder.state() != ScreenGeometryRecorder::Stopped)
         return;
+    // A recording that ended by itself has not come through requestStop().
+    m_vMixApiPoller.stop();
+    m_pingTimer.stop();
     m_presentation = nullptr;
     m_recordingStart = QDateTime();
     m_recordingErrors.clear();
@@ -217,4 +259,94 @@ QString Recorder::liveStreamPresentationTitle() const
 QVariantList Recorder::slidesResolutions() const
 {
     return m_slideRecorder.slidesResolutions();
+}
+
+bool Recorder::lastSlideInfoWebSuccess() const
+{
+    return m_slideRecorder.lastSlideInfoWebSuccess();
+}
+
+QNetworkReply::NetworkError Recorder::lastSlideInfoWebError() const
+{
+    return m_slideRecorder.lastSlideInfoWebError();
+}
+
+QString Recorder::lastSlideInfoWebErrorString() const
+{
+    return m_slideRecorder.lastSlideInfoWebErrorString();
+}
+
+void Recorder::sendWebApiPingData()
+{
+    if (!m_presentation)
+        return;
+    WebApi::RecordingAppPingData app;
+    for (const QVariant& resolution : m_slideRecorder.slidesResolutions()) {
+        const QVariantMap size = resolution.toMap();
+        app.resolutions
+            += u"%1x%2"_s.arg(size.value(u"width"_s).toInt()).arg(size.value(u"height"_s).toInt());
+    }
+    app.name = u"Podiumcast Recorder"_s;
+    app.version = QStringLiteral(PODIUMCAST_VERSION);
+    app.startedAt = m_recordingStart;
+    app.errorMessages = m_recordingErrors;
+
+    const RecorderSettings* settings = RecorderSettings::instance();
+    app.slidesSource = settings->selectedSlideSource().name();
+    app.useNativeSlideSourceResolution = settings->useNativeSlideSourceResolution();
+    app.slidesSourceWidth = settings->slideWidth();
+    app.slidesSourceHeight = settings->slideHeight();
+    app.audioSource = settings->selectedAudioInput().name();
+    app.audioChannels = settings->audioChannelCount();
+
+    app.slidesFrozen = m_slideRecorder.slidesFrozen();
+    app.capturedCount = int(m_slideRecorder.slidesCaptured());
+    app.savedCount = int(m_slideRecorder.slidesSaved());
+    app.toUploadCount = int(m_slideRecorder.slidesToUpload());
+    app.uploadedCount = int(m_slideRecorder.slidesUploaded());
+    app.uploadFailedCount = int(m_slideRecorder.slidesUploadFailed());
+    app.webSuccessCount = int(m_slideRecorder.slideInfoWebSuccessCount());
+    app.webFailedCount = int(m_slideRecorder.slideInfoWebFailCount());
+    app.webSuccessForLastSlide = m_slideRecorder.lastSlideInfoWebSuccess();
+    if (m_slideRecorder.lastSlideInfoWebError() != QNetworkReply::NoError)
+        app.webErrorForLastSlide = u"%1 (%2)"_s.arg(int(m_slideRecorder.lastSlideInfoWebError()))
+                                       .arg(m_slideRecorder.lastSlideInfoWebErrorString());
+
+    const LiveStreamSettings* liveStreamSettings = LiveStreamSettings::instance();
+    WebApi::VMixPingData vMix;
+    vMix.pollingEnabled = liveStreamSettings->pollVMixApi();
+    vMix.pollingEndpoint = liveStreamSettings->vMixApiEndpoint();
+    vMix.pollingInterval = int(liveStreamSettings->vMixApiPollInterval());
+    vMix.lastPollAt = m_vMixApiPoller.lastPollAt();
+    vMix.lastPollSuccessAt = m_vMixApiPoller.lastPollSuccessAt();
+    vMix.pollingLastError = m_vMixApiPoller.lastError();
+    vMix.xml = m_vMixApiPoller.xml();
+
+    WebApiReply* reply
+        = WebApi::instance()->sendPingData(m_presentation->livestreamPresentationId(),
+            m_slideRecorder.liveStreamPresentationStreamVersion(),
+            m_slideRecorder.liveStreamPresentationStreamStart(), app, vMix);
+    // An answer for an earlier recording must not touch the schedule of this one.
+    const auto stillRecording = [this, presentation = m_presentation] {
+        return m_state == Started && m_presentation == presentation;
+    };
+    connect(reply, &WebApiReply::finished, this, [this, stillRecording] {
+        if (stillRecording())
+            schedulePing();
+    });
+    connect(reply, &WebApiReply::error, this,
+        [this, stillRecording, reply](QNetworkReply::NetworkError error) {
+            if (!stillRecording())
+                return;
+            emit recordingError(
+                tr("Sending ping failed: %1 (%2).").arg(int(error)).arg(reply->errorString()));
+            schedulePing();
+        });
+}
+
+void Recorder::schedulePing()
+{
+    // Every station adds its own part of a second, so that they do not ping in step.
+    const quint64 random = quint32(QRandomGenerator64::global()->generate());
+    m_pingTimer.start(4000 + int(random * 1000 >> 32));
 }

@@ -4,6 +4,7 @@
 #include "recorders/MouseRecorder.h"
 #include "recorders/ScreenGeometryRecorder.h"
 #include "recording/SlideRecorder.h"
+#include "web/VMixApiPoller.h"
 
 #include <QDateTime>
 #include <QImage>
@@ -11,6 +12,7 @@
 #include <QObject>
 #include <QString>
 #include <QStringList>
+#include <QTimer>
 #include <QVariant>
 
 class Presentation;
@@ -37,6 +39,20 @@ public:
     [[nodiscard]] QVariantList slidesResolutions() const;
     [[nodiscard]] qint64 slidesCaptured() const { return m_slideRecorder.slidesCaptured(); }
     [[nodiscard]] qint64 slidesSaved() const { return m_slideRecorder.slidesSaved(); }
+    [[nodiscard]] qint64 slidesToUpload() const { return m_slideRecorder.slidesToUpload(); }
+    [[nodiscard]] qint64 slidesUploaded() const { return m_slideRecorder.slidesUploaded(); }
+    [[nodiscard]] qint64 slidesUploadFailed() const { return m_slideRecorder.slidesUploadFailed(); }
+    [[nodiscard]] qint64 slideInfoWebSuccessCount() const
+    {
+        return m_slideRecorder.slideInfoWebSuccessCount();
+    }
+    [[nodiscard]] qint64 slideInfoWebFailCount() const
+    {
+        return m_slideRecorder.slideInfoWebFailCount();
+    }
+    [[nodiscard]] bool lastSlideInfoWebSuccess() const;
+    [[nodiscard]] QNetworkReply::NetworkError lastSlideInfoWebError() const;
+    [[nodiscard]] QString lastSlideInfoWebErrorString() const;
     [[nodiscard]] qint64 mousePositionX() const { return m_mouseRecorder.positionX(); }
     [[nodiscard]] qint64 mousePositionY() const { return m_mouseRecorder.positionY(); }
 
@@ -46,11 +62,20 @@ signals:
     void slidesCapturedSignal(const QList<QImage>& images);
     void presentationCreated(Presentation* presentation);
     void property_stateChanged(Recorder::State state);
+    void liveStreamStartFailed(const QString& message);
     void recordingError(const QString& message);
     void slidesFrozenChanged();
     void slidesResolutionsChanged();
     void slidesCapturedChanged();
     void slidesSavedChanged();
+    void slidesToUploadChanged();
+    void slidesUploadedChanged();
+    void slidesUploadFailedChanged();
+    void slideInfoWebSuccessCountChanged();
+    void slideInfoWebFailCountChanged();
+    void lastSlideInfoWebSuccessChanged();
+    void lastSlideInfoWebErrorChanged();
+    void lastSlideInfoWebErrorStringChanged();
     void mousePositionChanged();
 
 public slots:
@@ -72,12 +97,16 @@ public slots:
     void start();
     void checkStop();
     void stop();
+    /// Tells the service what the recording of a live stream is doing; its answer schedules the
+    /// next.
+    void sendWebApiPingData();
 
 private:
     void setState(State state);
     void connectSlideRecorder();
     void connectSideRecorders();
     void sideRecorderStarted();
+    void schedulePing();
     [[nodiscard]] bool isEnding() const;
 
     State m_state = Stopped;
@@ -87,6 +116,8 @@ private:
     AudioRecorder m_audioRecorder;
     MouseRecorder m_mouseRecorder;
     ScreenGeometryRecorder m_screenGeometryRecorder;
+    VMixApiPoller m_vMixApiPoller;
+    QTimer m_pingTimer;
     QDateTime m_recordingStart; ///< UTC; invalid when idle
     QStringList m_recordingErrors;
 };

@@ -5,11 +5,15 @@
 #include "recording/Presentation.h"
 #include "settings/RecorderSettings.h"
 #include "slidesource/SlideSource.h"
+#include "web/LiveStream.h"
 
 #include <QCoreApplication>
+#include <QDebug>
 #include <QTimer>
 
 #include <utility>
+
+using namespace Qt::StringLiterals;
 
 SlideRecorder::SlideRecorder(QObject* parent)
     : QObject(parent)
@@ -33,6 +37,7 @@ SlideRecorder::~SlideRecorder()
     delete m_slideSource;
     delete m_slideProcessor;
     delete m_slideSaver;
+    delete m_liveStream; // gives up what is not uploaded; the files are there
 }
 
 void SlideRecorder::setState(State state)
@@ -45,20 +50,83 @@ void SlideRecorder::requestStart(Presentation* presentation)
 {
     setState(Starting);
     m_presentation = presentation;
-    QTimer::singleShot(100, this, &SlideRecorder::start);
+    if (presentation->isLiveStream())
+        createLiveStream();
+    else
+        QTimer::singleShot(100, this, &SlideRecorder::start);
+}
+
+void SlideRecorder::createLiveStream()
+{
+    m_liveStream = new LiveStream(m_presentation, m_presentation->connectToExistingLiveStream(),
+        m_presentation->livestreamPresentationId());
+    connect(m_liveStream, &LiveStream::started, this, &SlideRecorder::start);
+    connect(m_liveStream, &LiveStream::stopped, this, &SlideRecorder::liveStreamStopped);
+    connect(m_liveStream, &LiveStream::startFailed, this, &SlideRecorder::onLiveStreamStartFailed);
+    connect(m_liveStream, &LiveStream::slideUploadError, this, &SlideRecorder::recordingError);
+    connect(m_liveStream, &LiveStream::slidesToUploadChanged, this,
+        &SlideRecorder::slidesToUploadChanged);
+    connect(m_liveStream, &LiveStream::slidesUploadedChanged, this,
+        &SlideRecorder::slidesUploadedChanged);
+    connect(m_liveStream, &LiveStream::slidesUploadFailedChanged, this,
+        &SlideRecorder::slidesUploadFailedChanged);
+    connect(m_liveStream, &LiveStream::slideInfoWebSuccessCountChanged, this,
+        &SlideRecorder::slideInfoWebSuccessCountChanged);
+    connect(m_liveStream, &LiveStream::slideInfoWebFailCountChanged, this,
+        &SlideRecorder::slideInfoWebFailCountChanged);
+    connect(m_liveStream, &LiveStream::lastSlideInfoWebSuccessChanged, this,
+        &SlideRecorder::lastSlideInfoWebSuccessChanged);
+    connect(m_liveStream, &LiveStream::lastSlideInfoWebErrorChanged, this,
+        &SlideRecorder::lastSlideInfoWebErrorChanged);
+    connect(m_liveStream, &LiveStream::lastSlideInfoWebErrorStringChanged, this,
+        &SlideRecorder::lastSlideInfoWebErrorStringChanged);
+    m_liveStream->requestStart();
+}
+
+void SlideRecorder::retireLiveStream()
+{
+    if (!m_liveStream)
+        return;
+    // Later, because this is often called from within one of its signals.
+    m_liveStream->disconnect(this);
+    m_liveStream->deleteLater();
+    m_liveStream = nullptr;
+}
+
+void SlideRecorder::onLiveStreamStartFailed(const QString& message)
+{
+    retireLiveStream();
+    m_presentation = nullptr;
+    setState(Stopped);
+    emit stopped();
+    emit liveStreamStartFailed(message);
+}
+
+QDir SlideRecorder::saveDirectory() const
+{
+    if (!m_liveStream)
+        return m_presentation->dir();
+    // Each version of a joined stream keeps its slides apart.
+    const QDir dir(m_presentation->dir().filePath(
+        u"slides_%1"_s.arg(m_liveStream->presentationStreamVersion())));
+    if (!dir.mkpath(u"."_s))
+        qWarning() << "[SlideRecorder]"
+                   << "creating" << dir.path() << "failed";
+    return dir;
 }
 
 void SlideRecorder::start()
 {
     m_slideSource = SlideSource::create(RecorderSettings::instance()->selectedSlideSource());
     if (!m_slideSource) {
+        retireLiveStream();
         m_presentation = nullptr;
         setState(Stopped);
         emit stopped();
         return;
     }
     m_slideProcessor = new SlideProcessor();
-    m_slideSaver = new SlideSaver(m_presentation->dir());
+    m_slideSaver = new SlideSaver(saveDirectory());
     m_sourceFinished = m_processorFinished = m_saverFinished = false;
     m_savingErrorTold = false;
     connectPipeline();
@@ -107,6 +175,11 @@ void SlideRecorder::connectPipeline()
         &SlideRecorder::slidesSavedChanged);
     connect(m_slideSaver, &SlideSaver::slideSavingRecovered, this,
         [this] { m_savingErrorTold = false; });
+    if (m_liveStream)
+        connect(m_slideSaver, &SlideSaver::slideSaved, m_liveStream,
+            [stream = m_liveStream](int screen, qint64 time, const QString&, const QString& path) {
+                stream->uploadSlide(screen, time, path);
+            });
 
     // A source that could not be opened ends without stopped(); and stopped() is emitted before a
     // thread has ended. Only finished() says that nothing more will come.
@@ -172,6 +245,11 @@ void SlideRecorder::slideSaverStopped()
     checkStop();
 }
 
+void SlideRecorder::liveStreamStopped()
+{
+    checkStop();
+}
+
 void SlideRecorder::checkStop()
 {
     if (m_state != Stopping || !m_sourceFinished)
@@ -182,6 +260,10 @@ void SlideRecorder::checkStop()
     m_slideSaver->requestStop();
     if (!m_saverFinished)
         return;
+    if (m_liveStream && m_liveStream->isRunning()) {
+        m_liveStream->requestStop();
+        return;
+    }
     stop();
 }
 
@@ -194,6 +276,7 @@ void SlideRecorder::stop()
     delete std::exchange(m_slideSource, nullptr);
     delete std::exchange(m_slideProcessor, nullptr);
     delete std::exchange(m_slideSaver, nullptr);
+    retireLiveStream();
     m_presentation = nullptr;
     setState(Stopped);
     emit stopped();
@@ -232,4 +315,54 @@ qint64 SlideRecorder::slidesCaptured() const
 qint64 SlideRecorder::slidesSaved() const
 {
     return m_slideProcessor ? m_slideSaver->savedSlideCount() : 0;
+}
+
+int SlideRecorder::liveStreamPresentationStreamVersion() const
+{
+    return m_liveStream ? m_liveStream->presentationStreamVersion() : 0;
+}
+
+qint64 SlideRecorder::liveStreamPresentationStreamStart() const
+{
+    return m_liveStream ? m_liveStream->presentationStreamStart() : 0;
+}
+
+qint64 SlideRecorder::slidesToUpload() const
+{
+    return m_liveStream ? m_liveStream->slidesToUpload() : 0;
+}
+
+qint64 SlideRecorder::slidesUploaded() const
+{
+    return m_liveStream ? m_liveStream->slidesUploaded() : 0;
+}
+
+qint64 SlideRecorder::slidesUploadFailed() const
+{
+    return m_liveStream ? m_liveStream->slidesUploadFailed() : 0;
+}
+
+qint64 SlideRecorder::slideInfoWebSuccessCount() const
+{
+    return m_liveStream ? m_liveStream->slideInfoWebSuccessCount() : 0;
+}
+
+qint64 SlideRecorder::slideInfoWebFailCount() const
+{
+    return m_liveStream ? m_liveStream->slideInfoWebFailCount() : 0;
+}
+
+bool SlideRecorder::lastSlideInfoWebSuccess() const
+{
+    return m_liveStream && m_liveStream->lastSlideInfoWebSuccess();
+}
+
+QNetworkReply::NetworkError SlideRecorder::lastSlideInfoWebError() const
+{
+    return m_liveStream ? m_liveStream->lastSlideInfoWebError() : QNetworkReply::NoError;
+}
+
+QString SlideRecorder::lastSlideInfoWebErrorString() const
+{
+    return m_liveStream ? m_liveStream->lastSlideInfoWebErrorString() : QString();
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QDir>
 #include <QImage>
 #include <QList>
 #include <QNetworkReply>
@@ -7,6 +8,7 @@
 #include <QString>
 #include <QVariant>
 
+class LiveStream;
 class Presentation;
 class SlideProcessor;
 class SlideSaver;
@@ -16,8 +18,12 @@ class SlideSource;
 /// at the start and deleted when all of them have ended. The object itself lives on the main
 /// thread and meets the workers only through queued signals.
 ///
+/// For a live stream the service is asked first; the pipeline is built when the stream exists, and
+/// its saver hands every written slide on to the stream.
+///
 /// A stop runs down the pipeline: each worker is asked to stop once the one before it has finished
-/// and all its results have arrived, so nothing that was captured is lost.
+/// and all its results have arrived, so nothing that was captured is lost, and every slide that was
+/// written is offered to the live stream before that ends.
 class SlideRecorder : public QObject
 {
     Q_OBJECT
@@ -32,7 +38,8 @@ public:
 
     /// @p presentation is borrowed and must live until stopped().
     void requestStart(Presentation* presentation);
-    /// Only when started; stopped() follows when everything queued is written.
+    /// Only when started (not while a live stream is being created); stopped() follows when
+    /// everything queued is written.
     void requestStop();
     void freezeSlides();
     void captureSlide();
@@ -43,10 +50,20 @@ public:
     [[nodiscard]] bool isLiveStream() const;
     [[nodiscard]] QString liveStreamPresentationId() const;
     [[nodiscard]] QString liveStreamPresentationTitle() const;
+    [[nodiscard]] int liveStreamPresentationStreamVersion() const;
+    [[nodiscard]] qint64 liveStreamPresentationStreamStart() const;
     [[nodiscard]] bool slidesFrozen() const;
     [[nodiscard]] QVariantList slidesResolutions() const;
     [[nodiscard]] qint64 slidesCaptured() const;
     [[nodiscard]] qint64 slidesSaved() const;
+    [[nodiscard]] qint64 slidesToUpload() const;
+    [[nodiscard]] qint64 slidesUploaded() const;
+    [[nodiscard]] qint64 slidesUploadFailed() const;
+    [[nodiscard]] qint64 slideInfoWebSuccessCount() const;
+    [[nodiscard]] qint64 slideInfoWebFailCount() const;
+    [[nodiscard]] bool lastSlideInfoWebSuccess() const;
+    [[nodiscard]] QNetworkReply::NetworkError lastSlideInfoWebError() const;
+    [[nodiscard]] QString lastSlideInfoWebErrorString() const;
 
 signals:
     void started();
@@ -55,6 +72,16 @@ signals:
     void slidesResolutionsChanged();
     void slidesCapturedChanged();
     void slidesSavedChanged();
+    void slidesToUploadChanged();
+    void slidesUploadedChanged();
+    void slidesUploadFailedChanged();
+    void slideInfoWebSuccessCountChanged();
+    void slideInfoWebFailCountChanged();
+    void lastSlideInfoWebSuccessChanged();
+    void lastSlideInfoWebErrorChanged();
+    void lastSlideInfoWebErrorStringChanged();
+    /// After stopped(): the service refused the stream, or cannot be reached.
+    void liveStreamStartFailed(const QString& message);
     void recordingError(const QString& message);
     /// The images of the newest slide; they share no pixels with the pipeline.
     void slidesCapturedSignal(const QList<QImage>& images);
@@ -67,9 +94,14 @@ private slots:
     void slideSourceStopped();
     void slideProcessorStopped();
     void slideSaverStopped();
+    void liveStreamStopped();
+    void onLiveStreamStartFailed(const QString& message);
 
 private:
     void setState(State state);
+    void createLiveStream();
+    void retireLiveStream();
+    [[nodiscard]] QDir saveDirectory() const;
     void connectPipeline();
     void reportSavingError(const QString& message);
 
@@ -78,6 +110,7 @@ private:
     SlideSource* m_slideSource = nullptr;
     SlideProcessor* m_slideProcessor = nullptr;
     SlideSaver* m_slideSaver = nullptr;
+    LiveStream* m_liveStream = nullptr;
 
     // Set when QThread::finished has arrived here: everything that the thread emitted before it has
     // arrived as well, since both came through this thread's event queue.

@@ -59,7 +59,8 @@ public:
     [[nodiscard]] bool listenPlain(quint16 port = 0);
     [[nodiscard]] bool listenTls(const QSslConfiguration& configuration, quint16 port = 0);
     [[nodiscard]] quint16 port() const { return m_port; }
-    /// Refuses new connections and cuts the existing ones, like a server that died.
+    /// Refuses new connections and cuts the existing ones, like a server that died. It may listen
+    /// again later, and then still knows what it knew.
     void shutDown();
 
     /// The next @p times requests to @p path (-1: all) meet @p fault.

@@ -29,7 +29,7 @@ QByteArray createReply(const QByteArray& id, const QByteArray& prefix = "p/")
 
 } // namespace
 
-class LiveStreamTest : public QObject
+class TestLiveStream : public QObject
 {
     Q_OBJECT
 
@@ -58,7 +58,7 @@ private:
     std::unique_ptr<Presentation> m_presentation;
 };
 
-void LiveStreamTest::initTestCase()
+void TestLiveStream::initTestCase()
 {
     qputenv("AWS_EC2_METADATA_DISABLED", "true");
     Aws::InitAPI(m_sdk);
@@ -67,7 +67,7 @@ void LiveStreamTest::initTestCase()
     QVERIFY(m_live->login());
 }
 
-void LiveStreamTest::init()
+void TestLiveStream::init()
 {
     m_live->service->shutDown();
     m_live->restart();
@@ -79,7 +79,7 @@ void LiveStreamTest::init()
     m_presentation->setTitle(u"Live Stream 1"_s);
 }
 
-void LiveStreamTest::cleanupTestCase()
+void TestLiveStream::cleanupTestCase()
 {
     QVERIFY(LogCapture::text().contains(u"AKIDTEST"_s)); // the one credential that may be there
     for (const QString& secret : { m_live->account.password, m_live->account.token,
@@ -88,7 +88,7 @@ void LiveStreamTest::cleanupTestCase()
     Aws::ShutdownAPI(m_sdk);
 }
 
-QString LiveStreamTest::slideFile(const QString& name)
+QString TestLiveStream::slideFile(const QString& name)
 {
     const QString path = m_live->directory.filePath(name);
     QFile file(path);
@@ -97,7 +97,7 @@ QString LiveStreamTest::slideFile(const QString& name)
     return path;
 }
 
-void LiveStreamTest::createFailureSaysWhy_data()
+void TestLiveStream::createFailureSaysWhy_data()
 {
     QTest::addColumn<Fault>("fault");
     QTest::addColumn<QString>("message");
@@ -111,7 +111,7 @@ void LiveStreamTest::createFailureSaysWhy_data()
     QTest::newRow("connection refused") << Fault::None << u"Unknown error."_s;
 }
 
-void LiveStreamTest::createFailureSaysWhy()
+void TestLiveStream::createFailureSaysWhy()
 {
     QFETCH(Fault, fault);
     QFETCH(QString, message);
@@ -136,7 +136,7 @@ void LiveStreamTest::createFailureSaysWhy()
     QVERIFY(LogCapture::text().contains(u"uploadSlide called without uploader"_s));
 }
 
-void LiveStreamTest::createReplyIsRead_data()
+void TestLiveStream::createReplyIsRead_data()
 {
     QTest::addColumn<QByteArray>("reply");
     QTest::addColumn<QString>("id");
@@ -169,7 +169,7 @@ void LiveStreamTest::createReplyIsRead_data()
                                  << QString() << 0 << qint64(0) << QString();
 }
 
-void LiveStreamTest::createReplyIsRead()
+void TestLiveStream::createReplyIsRead()
 {
     QFETCH(QByteArray, reply);
     QFETCH(QString, id);
@@ -200,7 +200,7 @@ void LiveStreamTest::createReplyIsRead()
         QVERIFY(errors.value(0).value(0).toString().startsWith(u"Uploading slide "_s));
 }
 
-void LiveStreamTest::slidesAreUploadedAndReported()
+void TestLiveStream::slidesAreUploadedAndReported()
 {
     m_live->service->addStream(u"talk-7"_s, u"Title of the service"_s, 4);
     LiveStream stream(m_presentation.get(), true, u"talk-7"_s);
@@ -248,7 +248,7 @@ void LiveStreamTest::slidesAreUploadedAndReported()
     QCOMPARE(errors.size(), 0);
 }
 
-void LiveStreamTest::stopDrainsAndLastReportsArrive()
+void TestLiveStream::stopDrainsAndLastReportsArrive()
 {
     auto stream = std::make_unique<LiveStream>(m_presentation.get(), false, QString());
     QSignalSpy started(stream.get(), &LiveStream::started);
@@ -266,14 +266,14 @@ void LiveStreamTest::stopDrainsAndLastReportsArrive()
     QCOMPARE(m_live->service->problems(), QStringList());
 }
 
-void LiveStreamTest::deletedSessionHearsNothing_data()
+void TestLiveStream::deletedSessionHearsNothing_data()
 {
     QTest::addColumn<Fault>("fault");
     QTest::newRow("late success") << Fault::Late;
     QTest::newRow("late failure") << Fault::Hang;
 }
 
-void LiveStreamTest::deletedSessionHearsNothing()
+void TestLiveStream::deletedSessionHearsNothing()
 {
     QFETCH(Fault, fault);
     WebApiLimits::set(WebApi::instance(), 400ms, 600ms);
@@ -288,7 +288,7 @@ void LiveStreamTest::deletedSessionHearsNothing()
     QCOMPARE(m_presentation->livestreamPresentationId(), QString());
 }
 
-void LiveStreamTest::stopWhileCreating()
+void TestLiveStream::stopWhileCreating()
 {
     m_live->service->setFault(streams, Fault::Late, 1);
     LiveStream stream(m_presentation.get(), false, QString());
@@ -303,5 +303,5 @@ void LiveStreamTest::stopWhileCreating()
     QVERIFY(!stream.isRunning());
 }
 
-QTEST_GUILESS_MAIN(LiveStreamTest)
-#include "LiveStreamTest.moc"
+QTEST_GUILESS_MAIN(TestLiveStream)
+#include "tst_livestream.moc"

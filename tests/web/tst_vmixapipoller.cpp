@@ -16,7 +16,7 @@ const auto path = u"/api/"_s;
 
 } // namespace
 
-class VMixApiPollerTest : public QObject
+class TestVMixApiPoller : public QObject
 {
     Q_OBJECT
 
@@ -40,7 +40,7 @@ private:
     QString m_endpoint;
 };
 
-void VMixApiPollerTest::startPollsAtOnceAndStopForgets()
+void TestVMixApiPoller::startPollsAtOnceAndStopForgets()
 {
     VMixApiPoller poller;
     QVERIFY(!poller.lastPollAt().isValid());
@@ -61,7 +61,7 @@ void VMixApiPollerTest::startPollsAtOnceAndStopForgets()
     QCOMPARE(poller.xml() + poller.lastError(), QString());
 }
 
-void VMixApiPollerTest::errorStaysAfterSuccess_data()
+void TestVMixApiPoller::errorStaysAfterSuccess_data()
 {
     QTest::addColumn<Fault>("fault");
     QTest::addColumn<QString>("error");
@@ -76,7 +76,7 @@ void VMixApiPollerTest::errorStaysAfterSuccess_data()
     QTest::newRow("reset") << Fault::Reset << u"Polling vMix API failed: 2 ("_s;
 }
 
-void VMixApiPollerTest::errorStaysAfterSuccess()
+void TestVMixApiPoller::errorStaysAfterSuccess()
 {
     QFETCH(Fault, fault);
     QFETCH(QString, error);
@@ -95,7 +95,7 @@ void VMixApiPollerTest::errorStaysAfterSuccess()
     QCOMPARE(errors.size(), 1);
 }
 
-void VMixApiPollerTest::addressesThatAreNotPolled_data()
+void TestVMixApiPoller::addressesThatAreNotPolled_data()
 {
     QTest::addColumn<QString>("endpoint");
     QTest::newRow("file") << u"file:///etc/hostname"_s;
@@ -104,7 +104,7 @@ void VMixApiPollerTest::addressesThatAreNotPolled_data()
     QTest::newRow("data") << u"data:text/xml,<vmix/>"_s;
 }
 
-void VMixApiPollerTest::addressesThatAreNotPolled()
+void TestVMixApiPoller::addressesThatAreNotPolled()
 {
     QFETCH(QString, endpoint);
     VMixApiPoller poller;
@@ -112,7 +112,7 @@ void VMixApiPollerTest::addressesThatAreNotPolled()
     QVERIFY2(poller.lastError().contains(u"http://"_s), qPrintable(poller.lastError()));
 }
 
-void VMixApiPollerTest::slowSwitcherIsNotBuried()
+void TestVMixApiPoller::slowSwitcherIsNotBuried()
 {
     VMixApiPoller poller;
     m_switcher->setFault(path, Fault::Hang);
@@ -122,7 +122,7 @@ void VMixApiPollerTest::slowSwitcherIsNotBuried()
     QCOMPARE(m_switcher->requests().size(), 2);
 }
 
-void VMixApiPollerTest::lateAnswersChangeNothing()
+void TestVMixApiPoller::lateAnswersChangeNothing()
 {
     LogCapture log;
     VMixApiPoller poller;
@@ -141,5 +141,5 @@ void VMixApiPollerTest::lateAnswersChangeNothing()
     QVERIFY(!LogCapture::text().contains(u"hunter2"_s));
 }
 
-QTEST_GUILESS_MAIN(VMixApiPollerTest)
-#include "VMixApiPollerTest.moc"
+QTEST_GUILESS_MAIN(TestVMixApiPoller)
+#include "tst_vmixapipoller.moc"

@@ -1,0 +1,298 @@
+#include "recording/Presentation.h"
+#include "recording/Recorder.h"
+#include "service/LiveFixture.h"
+#include "settings/LiveStreamSettings.h"
+#include "settings/RecorderSettings.h"
+#include "slidesource/SlideImage.h"
+
+#include <QCursor>
+#include <QDirIterator>
+#include <QFile>
+#include <QGuiApplication>
+#include <QJsonArray>
+
+#include <aws/core/Aws.h>
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+using Fault = HttpTestServer::Fault;
+
+namespace {
+
+const auto streams = QLatin1StringView(TestService::streamsPath);
+const auto slides = QLatin1StringView(TestService::slidesPath);
+const auto pings = QLatin1StringView(TestService::pingsPath);
+
+QJsonObject pingOf(const HttpTestServer::Request& request)
+{
+    return request.json.value("presentation_stream_ping_data"_L1).toObject();
+}
+
+QJsonObject recordingOf(const HttpTestServer::Request& request)
+{
+    return pingOf(request).value("recording_app"_L1).toObject().value("recording"_L1).toObject();
+}
+
+} // namespace
+
+// Live streams with the real recorders, on a virtual screen with a virtual microphone, against a
+// service with TLS on loopback.
+class TestRecorderLive : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void init();
+    void cleanup() { QTRY_COMPARE(WebApiLimits::inFlight(WebApi::instance()), 0); }
+    void cleanupTestCase();
+
+    void joinsStreamsReportsAndPings();
+    void serviceAwayInTheMiddle();
+    void startThatFails_data();
+    void startThatFails();
+    void stopWhileCreating_data();
+    void stopWhileCreating();
+
+private:
+    QDir onlyPresentation() const;
+
+    Aws::SDKOptions m_sdk;
+    std::unique_ptr<LogCapture> m_log;
+    std::unique_ptr<LiveFixture> m_live;
+    std::unique_ptr<TestBucket> m_bucket;
+    std::unique_ptr<TestSwitcher> m_switcher;
+    QTemporaryDir m_everything; ///< all work directories, read as a whole at the end
+    int m_case = 0;
+    SlidesSourceInfo m_screens;
+};
+
+void TestRecorderLive::initTestCase()
+{
+    qputenv("AWS_EC2_METADATA_DISABLED", "true");
+    Aws::InitAPI(m_sdk);
+    m_log = std::make_unique<LogCapture>();
+    m_live = std::make_unique<LiveFixture>();
+    qRegisterMetaType<QList<SlideImage>>("QList<SlideImage>");
+    QCoreApplication::setOrganizationName(u"PodiumcastTest"_s);
+    QCoreApplication::setApplicationName(u"tst_recorder_live"_s);
+    RecorderSettings* settings = RecorderSettings::instance();
+    settings->refreshAvailableSlideSources();
+    settings->refreshAvailableAudioInputs();
+    settings->setAudioChannelCount(1);
+    m_screens = settings->selectedSlideSource();
+    QVERIFY(m_live->login());
+}
+
+void TestRecorderLive::init()
+{
+    const QString directory = m_everything.filePath(QString::number(++m_case));
+    QVERIFY(QDir().mkpath(directory));
+    QCoreApplication::instance()->setProperty("workDir", directory);
+    RecorderSettings::instance()->setSelectedSlideSource(m_screens);
+    WebApiLimits::set(WebApi::instance(), 30s, 60s);
+    m_live->service->shutDown();
+    m_live->restart();
+    m_bucket = std::make_unique<TestBucket>();
+    m_switcher = std::make_unique<TestSwitcher>();
+    QVERIFY(m_bucket->listenPlain() && m_switcher->listenPlain());
+    qputenv("AWS_ENDPOINT_URL_S3", "http://localhost:" + QByteArray::number(m_bucket->port()));
+    LiveStreamSettings::instance()->setVMixApiEndpoint(
+        u"http://127.0.0.1:%1/api/"_s.arg(m_switcher->port()));
+    LiveStreamSettings::instance()->setVMixApiPollInterval(1000);
+    LiveStreamSettings::instance()->setPollVMixApi(true);
+}
+
+void TestRecorderLive::cleanupTestCase()
+{
+    QByteArray written = LogCapture::text().toUtf8();
+    int files = 0;
+    for (const QString& root : { m_everything.path(), qEnvironmentVariable("XDG_CONFIG_HOME") }) {
+        QDirIterator it(root, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
+        while (it.hasNext()) {
+            QFile file(it.next());
+            QVERIFY(file.open(QIODevice::ReadOnly));
+            written += file.readAll();
+            ++files;
+        }
+    }
+    QVERIFY(files > 10 && written.contains("vMixApiEndpoint") && written.contains("[LiveStream]"));
+    for (const QString& secret : { m_live->account.password, m_live->account.token,
+             m_live->account.secretAccessKey, m_live->account.sessionToken })
+        QVERIFY2(!written.contains(secret.toUtf8()), qPrintable(secret));
+    Aws::ShutdownAPI(m_sdk);
+}
+
+QDir TestRecorderLive::onlyPresentation() const
+{
+    const QDir workDir(QCoreApplication::instance()->property("workDir").toString());
+    const QStringList names = workDir.entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+    return names.size() == 1 ? QDir(workDir.filePath(names.first())) : QDir(u"/nonexistent"_s);
+}
+
+void TestRecorderLive::joinsStreamsReportsAndPings()
+{
+    m_live->service->addStream(u"talk-7"_s, u"Title of the service"_s, 4);
+    Recorder recorder;
+    QSignalSpy started(&recorder, &Recorder::started);
+    QSignalSpy stopped(&recorder, &Recorder::stopped);
+    QSignalSpy errors(&recorder, &Recorder::recordingError);
+    recorder.requestStart(true, true, u"talk-7"_s);
+    QVERIFY(started.wait());
+    QVERIFY(recorder.isLiveStream());
+    QCOMPARE(recorder.liveStreamPresentationId(), u"talk-7"_s);
+    QCOMPARE(recorder.liveStreamPresentationTitle(), u"Title of the service"_s);
+
+    QTRY_COMPARE(recorder.slideInfoWebSuccessCount(), 1);
+    QVERIFY(recorder.lastSlideInfoWebSuccess());
+    QTRY_COMPARE_WITH_TIMEOUT(m_live->service->requestsTo(pings).size(), 3, 15000);
+    recorder.captureSlide(); // written after the stop was requested, and streamed all the same
+    recorder.requestStop();
+    QVERIFY(stopped.wait(10000));
+    QCOMPARE(recorder.slidesUploaded(), 0);
+    QTRY_COMPARE(m_live->service->requestsTo(slides).size(), 2);
+    QTRY_COMPARE(m_live->service->requestsTo(pings).size(), 4);
+    QCOMPARE(m_live->service->problems(), QStringList());
+    QVERIFY2(errors.isEmpty(), qPrintable(errors.value(0).value(0).toString()));
+
+    // What lies on disk is what lies in the bucket, and what was reported.
+    const QDir dir(onlyPresentation().filePath(u"slides_4"_s));
+    QCOMPARE(dir.entryList({ u"*.png"_s }), QStringList({ u"0-0001.png"_s, u"0-0002.png"_s }));
+    for (const QString& name : dir.entryList({ u"*.png"_s })) {
+        QFile file(dir.filePath(name));
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        const auto objects = m_bucket->requestsTo(u"/streams/talk-7/v4/"_s + name);
+        QCOMPARE(objects.size(), 1);
+        QVERIFY(objects.first().body == file.readAll());
+    }
+
+    const auto all = m_live->service->requestsTo(pings);
+    for (const int i : { 1, 2 }) {
+        const qint64 pause = all.at(i - 1).at.msecsTo(all.at(i).at);
+        QVERIFY2(pause >= 3990 && pause < 5500, qPrintable(QString::number(pause)));
+    }
+    const QJsonObject middle = recordingOf(all.at(2));
+    const QJsonObject stats = middle.value("slides_stats"_L1).toObject();
+    QCOMPARE(stats.value("resolutions"_L1).toArray(), QJsonArray({ u"1920x1080"_s }));
+    QCOMPARE(stats.value("saved_count"_L1).toInt(), 1);
+    QCOMPARE(stats.value("uploaded_count"_L1).toInt(), 1);
+    QCOMPARE(stats.value("web_success_count"_L1).toInt(), 1);
+    QCOMPARE(stats.value("web_success_for_last_slide"_L1).toBool(), true);
+    QCOMPARE(middle.value("audio_source"_L1).toString(),
+        RecorderSettings::instance()->selectedAudioInput().name());
+    QVERIFY(middle.value("started_at"_L1).toString().endsWith(u'Z'));
+    const QJsonObject vMix = pingOf(all.at(2)).value("vmix"_L1).toObject();
+    QVERIFY(vMix.value("xml"_L1).toString().startsWith(u"<vmix>"_s));
+    QVERIFY(!vMix.value("last_poll_success_at"_L1).toString().isEmpty());
+    // The poller had been stopped before the last ping.
+    QCOMPARE(pingOf(all.at(3)).value("vmix"_L1).toObject().value("xml"_L1).toString(), QString());
+    const qsizetype polls = m_switcher->requests().size();
+    QTest::qWait(1500);
+    QCOMPARE(m_switcher->requests().size(), polls);
+}
+
+void TestRecorderLive::serviceAwayInTheMiddle()
+{
+    Recorder recorder;
+    QSignalSpy started(&recorder, &Recorder::started);
+    QSignalSpy stopped(&recorder, &Recorder::stopped);
+    QSignalSpy errors(&recorder, &Recorder::recordingError);
+    recorder.requestStart(true, false, QString());
+    QVERIFY(started.wait());
+    QTRY_COMPARE(recorder.slideInfoWebSuccessCount(), 1);
+
+    const quint16 port = m_live->service->port();
+    m_live->service->shutDown();
+    recorder.captureSlide();
+    QTRY_COMPARE(recorder.slideInfoWebFailCount(), 1);
+    QCOMPARE(recorder.slidesUploaded(), 2); // the store is still there
+    QVERIFY(!recorder.lastSlideInfoWebErrorString().isEmpty());
+    const auto told = [&](const QString& words) {
+        for (const QVariantList& error : errors)
+            if (error.at(0).toString().startsWith(words))
+                return true;
+        return false;
+    };
+    QVERIFY(told(u"Sending slide info failed: "_s));
+    QTRY_VERIFY_WITH_TIMEOUT(told(u"Sending ping failed: "_s), 10000);
+
+    QVERIFY(m_live->service->listenTls(m_live->tls, port));
+    const qsizetype before = m_live->service->requestsTo(pings).size();
+    QTRY_VERIFY_WITH_TIMEOUT(m_live->service->requestsTo(pings).size() > before, 10000);
+    const QJsonObject recording = recordingOf(m_live->service->requestsTo(pings).last());
+    QCOMPARE(recording.value("error_messages"_L1).toArray().size(), errors.size());
+    QVERIFY(recording.value("slides_stats"_L1)
+                .toObject()
+                .value("web_error_for_last_slide"_L1)
+                .toString()
+                .endsWith(u'(' + recorder.lastSlideInfoWebErrorString() + u')'));
+    recorder.captureSlide();
+    QTRY_COMPARE(recorder.slideInfoWebSuccessCount(), 2);
+    QCOMPARE(recorder.lastSlideInfoWebErrorString(), QString());
+    recorder.requestStop();
+    QVERIFY(stopped.wait(10000));
+    QCOMPARE(QDir(onlyPresentation().filePath(u"slides_1"_s)).entryList({ u"*.png"_s }).size(), 3);
+}
+
+void TestRecorderLive::startThatFails_data()
+{
+    QTest::addColumn<Fault>("fault");
+    QTest::addColumn<bool>("oddSource");
+    QTest::addColumn<QStringList>("messages");
+    QTest::newRow("refused") << Fault::Unprocessable << false << QStringList(u"Not this stream."_s);
+    QTest::newRow("no answer") << Fault::Hang << false << QStringList(u"Unknown error."_s);
+    QTest::newRow("stream made, but no such slide source") << Fault::None << true << QStringList();
+}
+
+void TestRecorderLive::startThatFails()
+{
+    QFETCH(Fault, fault);
+    QFETCH(bool, oddSource);
+    QFETCH(QStringList, messages);
+    WebApiLimits::set(WebApi::instance(), 500ms, 800ms);
+    m_live->service->setFault(streams, fault);
+    if (oddSource)
+        RecorderSettings::instance()->setSelectedSlideSource(
+            SlidesSourceInfo(true, SlidesSourceInfo::SlideSourceType(1), "odd"_ba, 0, u"Odd"_s));
+    Recorder recorder;
+    QSignalSpy started(&recorder, &Recorder::started);
+    QSignalSpy stopped(&recorder, &Recorder::stopped);
+    QStringList told;
+    connect(&recorder, &Recorder::liveStreamStartFailed, this,
+        [&](const QString& message) { told += message; });
+    recorder.requestStart(true, false, QString());
+    QVERIFY(stopped.wait());
+    QCOMPARE(told, messages);
+    QCOMPARE(recorder.state(), Recorder::Stopped);
+    QVERIFY(!recorder.isLiveStream());
+    QCOMPARE(started.size(), 0);
+    QCOMPARE(m_live->service->requestsTo(pings).size(), 0);
+}
+
+void TestRecorderLive::stopWhileCreating_data()
+{
+    QTest::addColumn<Fault>("fault");
+    QTest::newRow("answered late") << Fault::Late;
+    QTest::newRow("never answered") << Fault::Hang;
+}
+
+void TestRecorderLive::stopWhileCreating()
+{
+    QFETCH(Fault, fault);
+    WebApiLimits::set(WebApi::instance(), 700ms, 1000ms);
+    m_live->service->setFault(streams, fault, 1);
+    Recorder recorder;
+    QSignalSpy stopped(&recorder, &Recorder::stopped);
+    QSignalSpy errors(&recorder, &Recorder::recordingError);
+    recorder.requestStart(true, false, QString());
+    QTRY_COMPARE(m_live->service->requestsTo(streams).size(), 1);
+    recorder.requestStop();
+    QCOMPARE(recorder.state(), Recorder::Stopping);
+    QVERIFY(stopped.wait(10000));
+    QCOMPARE(recorder.state(), Recorder::Stopped);
+    QCOMPARE(m_live->service->requestsTo(pings).size(), 0);
+    QCOMPARE(errors.size(), 0);
+}
+
+QTEST_MAIN(TestRecorderLive)
+#include "tst_recorder_live.moc"
