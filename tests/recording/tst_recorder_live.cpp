@@ -80,6 +80,7 @@ void TestRecorderLive::initTestCase()
     settings->refreshAvailableSlideSources();
     settings->refreshAvailableAudioInputs();
     settings->setAudioChannelCount(1);
+    QTRY_VERIFY(settings->selectedSlideSource().isValid());
     m_screens = settings->selectedSlideSource();
     QVERIFY(m_live->login());
 }
