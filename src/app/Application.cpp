@@ -148,6 +148,11 @@ void Application::connectWindow()
         m_stopRequested = true;
         m_recorder.requestStop();
     });
+    // The window forgets its messages with the next recording; the log keeps them.
+    connect(m_mainWindow, &MainWindow::errorMessage, this, [](const QString& message) {
+        qWarning() << "[Application]"
+                   << "told the operator" << message;
+    });
     connect(m_mainWindow, &MainWindow::freezeSlides, this, [this] { m_recorder.freezeSlides(); });
     connect(m_mainWindow, &MainWindow::captureSlide, this, [this] { m_recorder.captureSlide(); });
 

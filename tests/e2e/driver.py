@@ -239,7 +239,7 @@ class Recorder:
 
     def told(self):
         """What the operator was told in the window, as the log has it."""
-        return re.findall(r"\[Application\] told the operator: (.*)", self.output())
+        return re.findall(r"\[Application\] told the operator (.*)", self.output())
 
 
 def stretches(flags):

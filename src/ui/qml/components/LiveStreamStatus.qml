@@ -1,14 +1,15 @@
 import QtQuick
 
 /// The status lines of a live stream, for the recording and the loading screen. To be placed in a
-/// layout: it repeats its lines into its parent.
+/// layout: it repeats its lines into its parent. The lines are always there and shown while live
+/// streaming: Qt's layouts crash when items go while the layout itself is hidden (Qt 6.4).
 Repeater {
     id: status
 
     readonly property string webError: mainWindow.lastSlideInfoWebErrorString + " ("
                                        + mainWindow.lastSlideInfoWebError + ")"
 
-    model: !mainWindow.isLiveStream ? [] : [
+    readonly property var lines: [
         [qsTr("Slides to upload: "), mainWindow.slidesToUpload],
         [qsTr("Slides uploaded: "), mainWindow.slidesUploaded],
         [qsTr("Slides upload failed: "), mainWindow.slidesUploadFailed],
@@ -21,4 +22,6 @@ Repeater {
             ? qsTr("enabled (every %1 ms)").arg(liveStreamSettings.vMixApiPollInterval)
             : qsTr("disabled")],
     ]
+
+    model: 8
 }

@@ -86,12 +86,15 @@ Rectangle {
                 width: parent.width
             }
             LiveStreamStatus {
+                id: liveStatus
+
                 delegate: StatusLine {
-                    required property var modelData
+                    required property int index
 
                     horizontalAlignment: Text.AlignHCenter
-                    name: modelData[0]
-                    value: modelData[1]
+                    name: liveStatus.lines[index][0]
+                    value: liveStatus.lines[index][1]
+                    visible: mainWindow.isLiveStream
                     width: parent.width
                 }
             }

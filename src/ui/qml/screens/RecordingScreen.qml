@@ -45,7 +45,10 @@ Rectangle {
             color: Theme.panelDark
             radius: Theme.radius
 
-            RowLayout {
+            // No layout: see LiveStreamStatus.
+            Row {
+                id: pictures
+
                 anchors.fill: parent
                 anchors.margins: Theme.unit
                 spacing: Theme.unit
@@ -56,9 +59,10 @@ Rectangle {
                     ImageItem {
                         required property int index
 
-                        Layout.fillHeight: true
-                        Layout.fillWidth: true
+                        height: pictures.height
                         image: screen.slides[index]
+                        width: (pictures.width + pictures.spacing) / screen.slides.length
+                               - pictures.spacing
 
                         Accessible.name: qsTr("Newest slide of screen %1").arg(index + 1)
                         Accessible.role: Accessible.Graphic
@@ -177,13 +181,16 @@ Rectangle {
                     value: mainWindow.slidesSaved
                 }
                 LiveStreamStatus {
+                    id: liveStatus
+
                     delegate: StatusLine {
-                        required property var modelData
+                        required property int index
 
                         Layout.fillWidth: true
                         Layout.preferredWidth: 1
-                        name: modelData[0]
-                        value: modelData[1]
+                        name: liveStatus.lines[index][0]
+                        value: liveStatus.lines[index][1]
+                        visible: mainWindow.isLiveStream
                     }
                 }
             }
