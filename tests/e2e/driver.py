@@ -223,7 +223,7 @@ class Recorder:
 
     def close(self):
         """Closes the window with the keyboard and waits for the program to end well."""
-        run("xdotool", "windowfocus", *self.window)
+        run("xdotool", "windowactivate", "--sync", *self.window)
         run("xdotool", "key", "alt+F4")
         self.wait_for_end()
 
