@@ -27,6 +27,8 @@ Application* applicationInstance = nullptr;
 // At quit a recording is finished first. Local files take a second or two; the bound is for a
 // storage server that does not answer while slides wait for their upload.
 constexpr int FinishTimeoutMs = 60'000;
+// The wait after an operator who asked twice, or after the one above: for what is local.
+constexpr int LastWaitMs = 5'000;
 
 QString workDir()
 {
@@ -78,6 +80,12 @@ void Application::initializeWorkDir()
 void Application::connectRecorder()
 {
     connect(&m_recorder, &Recorder::recordingError, m_mainWindow, &MainWindow::errorMessage);
+    // The window clears its messages when the recording ends; those of the end itself, such as a
+    // last slide that found the disk full, are said once more after that.
+    connect(&m_recorder, &Recorder::recordingError, this, [this](const QString& message) {
+        if (m_recorder.state() == Recorder::Stopping)
+            m_errorsAtEnd.append(message);
+    });
     connect(&m_recorder, &Recorder::started, this, [this] {
         m_recorderStarted = true;
         m_mainWindow->setRecording(true);
@@ -196,26 +204,42 @@ void Application::start(
 
 void Application::onRecorderStopped()
 {
-    if (!m_recorderStarted && !m_stopRequested && !std::exchange(m_startFailureTold, true))
-        emit m_mainWindow->errorMessage(
-            tr("The recording was not started: the slide source \"%1\" cannot be used. Choose "
-               "another slide source in the settings.")
-                .arg(RecorderSettings::instance()->selectedSlideSource().name()));
+    if (!m_recorderStarted && !m_stopRequested && !std::exchange(m_startFailureTold, true)) {
+        const SlidesSourceInfo source = RecorderSettings::instance()->selectedSlideSource();
+        emit m_mainWindow->errorMessage(source.isValid()
+                ? tr("The recording was not started: the slide source \"%1\" cannot be used. "
+                     "Choose another slide source in the settings.")
+                      .arg(source.name())
+                : tr("The recording was not started: the slide sources are still being looked "
+                     "for. Try again in a few seconds."));
+    }
     m_mainWindow->setRecording(false);
+    for (const QString& message : std::exchange(m_errorsAtEnd, {}))
+        emit m_mainWindow->errorMessage(message);
     m_mainWindow->showSlides({});
     m_mainWindow->reloadPresentations();
     if (m_quitting)
-        QCoreApplication::quit();
+        QCoreApplication::exit(0);
+}
+
+void Application::requestQuit()
+{
+    if (m_mainWindow)
+        m_mainWindow->qml_quit();
+    else
+        QCoreApplication::exit(0);
 }
 
 void Application::quit()
 {
-    // Asked twice: the operator does not want to wait for what is left.
+    // exit() and not quit(), which would ask the window again whether it may be closed. Asked for a
+    // second time: the operator does not want to wait for what is left.
     if (m_recorder.state() == Recorder::Stopped || std::exchange(m_quitting, true)) {
-        QCoreApplication::quit();
+        QCoreApplication::exit(0);
         return;
     }
     m_stopRequested = true;
+    QTimer::singleShot(FinishTimeoutMs, this, [] { QCoreApplication::exit(0); });
     m_recorder.requestStop();
 }
 
@@ -224,9 +248,12 @@ void Application::finishRecording()
     if (m_recorder.state() == Recorder::Stopped)
         return;
     m_stopRequested = true;
+    m_mainWindow->setQuitting();
     QEventLoop loop;
     connect(&m_recorder, &Recorder::stopped, &loop, &QEventLoop::quit);
-    QTimer::singleShot(FinishTimeoutMs, &loop, &QEventLoop::quit);
+    // After quit() it has been waited for already.
+    QTimer::singleShot(
+        std::exchange(m_quitting, true) ? LastWaitMs : FinishTimeoutMs, &loop, &QEventLoop::quit);
     m_recorder.requestStop();
     loop.exec();
 }

@@ -4,6 +4,7 @@
 
 #include <QObject>
 #include <QString>
+#include <QStringList>
 
 class MainWindow;
 
@@ -23,7 +24,11 @@ public slots:
     /// The start-up that needs a running event loop.
     void run();
 
-    /// Ends the program; a recording under way is finished first.
+    /// As if the operator closed the window: a recording under way is finished first. A second call
+    /// does not wait for uploads.
+    void requestQuit();
+
+private slots:
     void quit();
 
 private:
@@ -45,4 +50,5 @@ private:
     bool m_stopRequested = false;
     bool m_startFailureTold = false;
     bool m_quitting = false;
+    QStringList m_errorsAtEnd;
 };

@@ -1,3 +1,4 @@
+#include "app/Application.h"
 #include "app/qMain.h"
 
 #include <QCoreApplication>
@@ -27,9 +28,10 @@ void quitOnSignals()
         return;
     auto* notifier = new QSocketNotifier(
         signalSockets[1], QSocketNotifier::Read, QCoreApplication::instance());
-    QObject::connect(notifier, &QSocketNotifier::activated, notifier, [notifier] {
-        notifier->setEnabled(false);
-        QCoreApplication::quit();
+    QObject::connect(notifier, &QSocketNotifier::activated, notifier, [] {
+        char byte = 0;
+        if (read(signalSockets[1], &byte, sizeof byte) == sizeof byte && Application::instance())
+            Application::instance()->requestQuit();
     });
 
     struct sigaction action = {};

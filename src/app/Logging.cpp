@@ -27,13 +27,15 @@ void messageHandler(QtMsgType type, const QMessageLogContext& context, const QSt
 
 Logging* Logging::instance()
 {
-    static Logging logging;
-    return &logging;
-}
-
-Logging::~Logging()
-{
-    closeLogFile();
+    // Never deleted: threads that outlive main() (a camera driver that hangs) may still log. The
+    // file is closed when the process ends.
+    static Logging* const logging = new Logging;
+    struct Closer
+    {
+        ~Closer() { logging->closeLogFile(); }
+    };
+    static const Closer closer;
+    return logging;
 }
 
 void Logging::log(QtMsgType type, const QMessageLogContext&, const QString& message)
@@ -47,10 +49,13 @@ void Logging::log(QtMsgType type, const QMessageLogContext&, const QString& mess
     std::fflush(stdout);
 
     const QMutexLocker lock(&m_mutex);
-    if (m_logFile.isOpen())
+    if (m_logFile.isOpen()) {
+        // A stream that failed once, on a full disk, would never write again.
+        m_logStream.resetStatus();
         m_logStream << line << Qt::endl;
-    else
+    } else {
         m_pendingLogLines.append(line);
+    }
 }
 
 void Logging::setLogDirectory(const QString& directory)

@@ -14,7 +14,6 @@ class Logging
 {
 public:
     static Logging* instance();
-    ~Logging();
 
     void log(QtMsgType type, const QMessageLogContext& context, const QString& message);
 

@@ -33,6 +33,7 @@ void MouseRecorder::requestStart(Presentation* presentation)
                    << "ignored in state" << m_state;
         return;
     }
+    ++m_recording;
     setState(Starting);
     m_presentation = presentation;
     m_earlyZero.invalidate();
@@ -47,7 +48,6 @@ void MouseRecorder::start()
         stop();
         return;
     }
-    ++m_recording;
     m_listener = MouseListenerPrivate::create();
     m_listener->setParent(this);
     m_saver = new MouseSaver(m_presentation->dir(), this);

@@ -28,6 +28,8 @@ public:
     /// Ends a recording under way; waits until the queued positions are written.
     ~MouseRecorder() override;
 
+    /// Positions of the latest recording are still being written; its second stopped() is to come.
+    [[nodiscard]] bool isSaving() const { return m_saver != nullptr; }
     [[nodiscard]] State state() const { return m_state; }
     [[nodiscard]] qint64 positionX() const { return m_positionX; }
     [[nodiscard]] qint64 positionY() const { return m_positionY; }

@@ -223,7 +223,7 @@ void Recorder::stop()
 
     if (m_slideRecorder.state() != SlideRecorder::Stopped
         || m_audioRecorder.state() != AudioRecorder::Stopped
-        || m_mouseRecorder.state() != MouseRecorder::Stopped
+        || m_mouseRecorder.state() != MouseRecorder::Stopped || m_mouseRecorder.isSaving()
         || m_screenGeometryRecorder.state() != ScreenGeometryRecorder::Stopped)
         return;
     // A recording that ended by itself has not come through requestStop().

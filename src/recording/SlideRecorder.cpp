@@ -15,6 +15,14 @@
 
 using namespace Qt::StringLiterals;
 
+namespace {
+
+// A worker that needs longer at the end of the program hangs in a device or on a dead disk; the
+// process must end all the same.
+constexpr int WorkerTimeoutMs = 10'000;
+
+} // namespace
+
 SlideRecorder::SlideRecorder(QObject* parent)
     : QObject(parent)
 {
@@ -26,17 +34,23 @@ SlideRecorder::~SlideRecorder()
     // as a stop, with the queued captures and slides delivered by hand.
     if (m_slideSource) {
         m_slideSource->requestStop();
-        m_slideSource->wait();
+        const bool sourceEnded = m_slideSource->wait(WorkerTimeoutMs);
         QCoreApplication::sendPostedEvents(m_slideProcessor, QEvent::MetaCall);
         m_slideProcessor->requestStop();
-        m_slideProcessor->wait();
+        const bool processorEnded = m_slideProcessor->wait(WorkerTimeoutMs);
         QCoreApplication::sendPostedEvents(m_slideSaver, QEvent::MetaCall);
         m_slideSaver->requestStop();
-        m_slideSaver->wait();
+        const bool saverEnded = m_slideSaver->wait(WorkerTimeoutMs);
+        if (sourceEnded)
+            delete m_slideSource;
+        if (processorEnded)
+            delete m_slideProcessor;
+        if (saverEnded)
+            delete m_slideSaver;
+        if (!sourceEnded || !processorEnded || !saverEnded)
+            qCritical() << "[SlideRecorder]"
+                        << "a worker does not end and is left behind";
     }
-    delete m_slideSource;
-    delete m_slideProcessor;
-    delete m_slideSaver;
     delete m_liveStream; // gives up what is not uploaded; the files are there
 }
 

@@ -4,6 +4,7 @@
 #include "slidesource/SlideSourceNDI.h"
 #include "slidesource/SlideSourceScreenInterval.h"
 
+#include <QCoreApplication>
 #include <QDebug>
 #include <QMutexLocker>
 #include <QTimer>
@@ -111,6 +112,8 @@ void SlideSource::runCaptureLoop(QTimer& captureTimer)
     emit ready();
     if (!m_stopRequested)
         exec();
+    // A slide that was asked for while a capture kept this thread busy, just before the stop.
+    QCoreApplication::sendPostedEvents(this, QEvent::MetaCall);
 }
 
 SlideSource* SlideSource::create(const SlidesSourceInfo& info)

@@ -141,12 +141,17 @@ void MainWindow::qml_login(const QString& email, const QString& password)
 
 void MainWindow::qml_quit()
 {
+    setQuitting();
+    emit quitRequested();
+}
+
+void MainWindow::setQuitting()
+{
     if (m_quitting)
         return;
     m_quitting = true;
     emit quittingChanged();
     setLoading(true);
-    emit quitRequested();
 }
 
 bool MainWindow::qml_openDirectory(const QString& directory) const

@@ -90,7 +90,8 @@ public:
     Q_INVOKABLE void qml_freezeSlides();
     Q_INVOKABLE void qml_captureSlide();
     Q_INVOKABLE void qml_login(const QString& email, const QString& password);
-    /// The operator closes the window during a recording: asks for an orderly end.
+    /// The operator closes the window during a recording: asks for an orderly end, and when called
+    /// again, for a quick one.
     Q_INVOKABLE void qml_quit();
     /// Shows @p directory in the system's file browser; refuses what is not in the work directory.
     Q_INVOKABLE bool qml_openDirectory(const QString& directory) const;
@@ -161,6 +162,8 @@ public slots:
     void reloadPresentations();
     /// A requested start came to nothing: tells the operator why and returns to idle.
     void showStartFailed(const QString& message);
+    /// Shows that the program is ending; the preview is not started again.
+    void setQuitting();
 
 private slots:
     void updateRecordingDuration();

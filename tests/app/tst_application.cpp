@@ -105,7 +105,7 @@ private slots:
         m_window->qml_captureSlide();
         QTRY_VERIFY(m_window->property("slidesSaved").toLongLong() >= 1);
         QSignalSpy recording(m_window, &MainWindow::property_recordingChanged);
-        m_application->quit();
+        m_application->requestQuit();
         QTRY_VERIFY(!m_window->isRecording());
         QCOMPARE(recording.size(), 1);
     }

@@ -75,9 +75,8 @@ private slots:
         QCursor::setPos(100, 200);
         recorder.captureSlide();
         QTRY_COMPARE(recorder.slidesSaved(), 2);
-        // Asked for in the same turn as the stop: it was captured, so it is written.
+        // Asked for in the same turn as the stop, so the stop must wait for it.
         recorder.captureSlide();
-        QTRY_COMPARE(slides.size(), 3);
         recorder.requestStop();
         QVERIFY(stopped.wait());
         QCOMPARE(recorder.state(), Recorder::Stopped);
