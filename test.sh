@@ -14,4 +14,5 @@ case "${1-}" in
 esac
 tools/install-dependencies.sh tools/packages.txt tools/packages-test.txt
 tools/build.sh "$preset"
+tools/fetch-ndi-runtime.sh >/dev/null
 exec ctest --preset "$preset" -j2 "$@"

@@ -1,0 +1,189 @@
+#include "NdiSender.h"
+#include "NdiSenderClock.h"
+#include "SourceProbe.h"
+#include "recording/Presentation.h"
+#include "recording/SlideRecorder.h"
+#include "settings/RecorderSettings.h"
+
+#include <QDir>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <algorithm>
+#include <cmath>
+#include <memory>
+#include <optional>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+// The codec loses up to about 20 levels a channel on plain colours.
+constexpr int ColourTolerance = 30;
+// A receiver finds a new sender, and a sender that is back, within this time.
+constexpr int ConnectMs = 40000;
+
+std::optional<SlidesSourceInfo> find(const QString& name)
+{
+    for (const SlidesSourceInfo& info : SlidesSourceInfo::availableSlideSources())
+        if (info.name().endsWith(u'(' + name + u')'))
+            return info;
+    return {};
+}
+
+bool shows(const QImage& image, const QColor& colour)
+{
+    if (image.isNull())
+        return false;
+    const QColor seen = image.pixelColor(image.width() / 3, image.height() / 3);
+    return std::abs(seen.red() - colour.red()) <= ColourTolerance
+        && std::abs(seen.green() - colour.green()) <= ColourTolerance
+        && std::abs(seen.blue() - colour.blue()) <= ColourTolerance;
+}
+
+QString fill(const QString& name, const QColor& colour)
+{
+    return u"fill %1 %2 %3 %4"_s.arg(name).arg(colour.red()).arg(colour.green()).arg(colour.blue());
+}
+
+} // namespace
+
+/// The program's part against the real NDI runtime and a sender on loopback.
+class NdiNetworkTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase()
+    {
+        QCoreApplication::setOrganizationName(u"PodiumcastTest"_s);
+        QCoreApplication::setApplicationName(u"NdiNetworkTest"_s);
+        QCoreApplication::instance()->setProperty("workDir", m_dir.path());
+        QVERIFY(m_sender.order(u"create Small 640 360 25"_s));
+        QVERIFY(m_sender.order(u"create Large 1920 1080 60"_s));
+        QVERIFY(m_sender.order(u"create Slow 320 240 5"_s));
+        QTRY_VERIFY_WITH_TIMEOUT(
+            find(u"Small"_s) && find(u"Large"_s) && find(u"Slow"_s), ConnectMs);
+        QCOMPARE(find(u"Large"_s)->type(), SlidesSourceInfo::NDISource);
+        QVERIFY(find(u"Large"_s)->id().startsWith("127.0.0.1:"));
+    }
+
+    void frames_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QSize>("size");
+        QTest::newRow("640x360 at 25") << u"Small"_s << QSize(640, 360);
+        QTest::newRow("1920x1080 at 60") << u"Large"_s << QSize(1920, 1080);
+    }
+
+    void frames()
+    {
+        QFETCH(QString, name);
+        QFETCH(QSize, size);
+        SourceProbe probe(*find(name));
+        QVERIFY(probe.becomesReady());
+        for (const QColor& colour : { QColor(200, 40, 90), QColor(20, 180, 60) }) {
+            QVERIFY(m_sender.order(fill(name, colour)));
+            QImage image; // a forced capture may find nothing: the next frame is not there yet
+            QTRY_VERIFY_WITH_TIMEOUT(
+                (image = image.isNull() || !shows(image, colour) ? probe.forcedImage() : image,
+                    shows(image, colour)),
+                ConnectMs);
+            QCOMPARE(image.size(), size);
+            QCOMPARE(image.pixelColor(1, 1).alpha(), 255);
+            QCOMPARE(probe.captures.last().mat.type(), CV_8UC4);
+        }
+    }
+
+    void newestFrame_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<int>("oldest"); // a frame's duration, and what the network takes
+        QTest::newRow("at 25") << u"Small"_s << 250;
+        QTest::newRow("at 5") << u"Slow"_s << 500;
+    }
+
+    /// What a slide shows is on air now: the runtime's queue of ten frames is 0.4 s and 2 s deep.
+    void newestFrame()
+    {
+        QFETCH(QString, name);
+        QFETCH(int, oldest);
+        QVERIFY(m_sender.order(u"clock "_s + name));
+        SourceProbe probe(*find(name));
+        QVERIFY(probe.becomesReady());
+        QTRY_VERIFY_WITH_TIMEOUT(!probe.captures.isEmpty(), ConnectMs);
+        int best = ClockPeriodMs;
+        for (int i = 0; i < 3; ++i) {
+            probe.captures.clear();
+            QTRY_VERIFY(!probe.captures.isEmpty()); // by the timer
+            const int now = clockMs();
+            const QImage& image = probe.captures.first().image;
+            int brightest = 0;
+            for (int x = 0; x < image.width(); ++x)
+                if (qRed(image.pixel(x, 100)) > qRed(image.pixel(brightest, 100)))
+                    brightest = x;
+            QVERIFY(qRed(image.pixel(brightest, 100)) > 128);
+            const int shown = brightest * ClockPeriodMs / (image.width() - ClockBarWidth);
+            best = std::min(best, (now - shown + ClockPeriodMs) % ClockPeriodMs);
+        }
+        QVERIFY2(best <= oldest, qPrintable(u"%1 ms old"_s.arg(best)));
+    }
+
+    /// One slide for each change, also over a change of size and a sender that goes and comes back.
+    void recording()
+    {
+        QVERIFY(m_sender.order(fill(u"Small"_s, Qt::black)));
+        RecorderSettings::instance()->setSelectedSlideSource(*find(u"Small"_s));
+        const std::unique_ptr<Presentation> presentation(Presentation::create(false, false, {}));
+        QVERIFY(presentation);
+        SlideRecorder recorder;
+        QSignalSpy started(&recorder, &SlideRecorder::started);
+        QSignalSpy stopped(&recorder, &SlideRecorder::stopped);
+        recorder.requestStart(presentation.get());
+        QVERIFY(started.wait());
+        QTRY_COMPARE_WITH_TIMEOUT(recorder.slidesSaved(), 1, ConnectMs);
+
+        QList<QColor> colours{ QColor(Qt::black) };
+        for (const QColor& colour : { QColor(220, 30, 30), QColor(30, 200, 60) }) {
+            QVERIFY(m_sender.order(fill(u"Small"_s, colour)));
+            colours.append(colour);
+            QTRY_COMPARE_WITH_TIMEOUT(recorder.slidesSaved(), colours.size(), ConnectMs);
+        }
+        // Gone without a word, and back with another size of picture.
+        m_sender.kill();
+        m_sender.start();
+        QVERIFY(m_sender.order(u"create Small 800 600 25"_s));
+        colours.append(Qt::black);
+        QTRY_COMPARE_WITH_TIMEOUT(recorder.slidesSaved(), colours.size(), ConnectMs);
+        QVERIFY(m_sender.order(u"remove Small"_s));
+        QVERIFY(m_sender.order(u"create Small 640 360 25"_s));
+        QVERIFY(m_sender.order(fill(u"Small"_s, QColor(40, 60, 230))));
+        colours.append(QColor(40, 60, 230));
+        QTRY_VERIFY_WITH_TIMEOUT(recorder.slidesSaved() >= colours.size(), ConnectMs);
+        recorder.requestStop();
+        QVERIFY(stopped.wait(20000));
+
+        const QDir dir = presentation->dir();
+        const QStringList files = dir.entryList({ u"*.png"_s }, QDir::Files, QDir::Name);
+        QVERIFY2(files.size() >= colours.size(), qPrintable(files.join(u' ')));
+        for (qsizetype i = 0; i + 1 < colours.size(); ++i)
+            QVERIFY2(shows(QImage(dir.filePath(files[i])), colours[i]), qPrintable(files[i]));
+        QVERIFY(shows(QImage(dir.filePath(files.last())), colours.last()));
+        QCOMPARE(QImage(dir.filePath(files[3])).size(), QSize(800, 600));
+    }
+
+private:
+    QTemporaryDir m_dir;
+    NdiSender m_sender;
+};
+
+int main(int argc, char* argv[])
+{
+    const QTemporaryDir config;
+    qputenv("XDG_CONFIG_HOME", QFile::encodeName(config.path()));
+    QCoreApplication app(argc, argv);
+    NdiNetworkTest test;
+    return QTest::qExec(&test, argc, argv);
+}
+#include "NdiNetworkTest.moc"

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <QProcess>
+#include <QString>
+#include <QTest>
+
+/// The sending process (ndisender.cpp), whose path is in PODIUMCAST_NDI_SENDER.
+class NdiSender
+{
+public:
+    NdiSender()
+    {
+        m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        start();
+    }
+    ~NdiSender() { kill(); }
+
+    void start() { m_process.start(qEnvironmentVariable("PODIUMCAST_NDI_SENDER"), QStringList()); }
+    /// Without a word to its receivers.
+    void kill()
+    {
+        m_process.kill();
+        m_process.waitForFinished();
+    }
+    bool order(const QString& line)
+    {
+        m_process.write(line.toUtf8() + '\n');
+        return QTest::qWaitFor([this] { return m_process.canReadLine(); })
+            && m_process.readLine() == "ok\n";
+    }
+
+private:
+    QProcess m_process;
+};
