@@ -99,9 +99,19 @@ QString MainWindow::durationString(qint64 milliseconds)
         .arg(milliseconds % 1000, 3, 10, zero);
 }
 
+bool MainWindow::refuseStart()
+{
+    const QString problem = RecorderSettings::instance()->slideSourceProblem();
+    if (!problem.isEmpty())
+        emit errorMessage(problem);
+    return !problem.isEmpty();
+}
+
 void MainWindow::qml_startLiveStream(
     bool connectToExistingLiveStream, const QString& livestreamPresentationId)
 {
+    if (refuseStart())
+        return;
     setLoading(true);
     stopPreview();
     if (m_quitting) // the window was closed while the preview's device wound down
@@ -111,6 +121,8 @@ void MainWindow::qml_startLiveStream(
 
 void MainWindow::qml_startRecording()
 {
+    if (refuseStart())
+        return;
     setLoading(true);
     stopPreview();
     if (m_quitting)

@@ -169,6 +169,8 @@ private slots:
     void updateRecordingDuration();
 
 private:
+    /// Tells the operator when nothing can be recorded now; true: do not start.
+    bool refuseStart();
     void stopPreview();
     void restartPreview();
     void watchTitles(const QModelIndex& parent, int first, int last);

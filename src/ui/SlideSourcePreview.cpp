@@ -113,6 +113,8 @@ void SlideSourcePreview::paint(QPainter* painter)
     const qreal ratio = m_frames.constFirst().devicePixelRatio();
     const QSize box(qRound(columnWidth * ratio), qRound(int(height()) * ratio));
     for (qsizetype i = 0; i < m_frames.size(); ++i) {
+        if (m_frames.at(i).isNull()) // a camera's failed read
+            continue;
         const QImage scaled
             = m_frames.at(i).scaled(box, Qt::KeepAspectRatio, Qt::FastTransformation);
         const qreal y = (height() - scaled.height() / ratio) / 2;

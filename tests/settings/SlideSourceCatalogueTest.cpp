@@ -1,5 +1,7 @@
 #include "settings/RecorderSettings.h"
+#include "ui/MainWindow.h"
 
+#include <QGuiApplication>
 #include <QSettings>
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -138,6 +140,14 @@ private slots:
         QCOMPARE(m_settings->slideSourceProblem().isEmpty(), missing.isEmpty());
         QVERIFY(m_settings->slideSourceProblem().contains(missing));
 
+        // Nothing else is recorded unasked: the button says why.
+        QSignalSpy start(&m_window, &MainWindow::startRecording);
+        QSignalSpy error(&m_window, &MainWindow::errorMessage);
+        m_window.qml_startRecording();
+        QCOMPARE(start.size(), missing.isEmpty() ? 1 : 0);
+        QCOMPARE(error.size(), missing.isEmpty() ? 0 : 1);
+        m_window.setRecording(false);
+
         // It comes back: nothing is chosen for the operator, and the problem stays until a choice.
         devices->plug(before);
         QTRY_COMPARE(names(m_settings->availableSlideSources()), names(before));
@@ -163,6 +173,7 @@ private slots:
     }
 
 private:
+    MainWindow m_window;
     RecorderSettings* m_settings = RecorderSettings::instance();
 };
 
@@ -170,7 +181,7 @@ int main(int argc, char* argv[])
 {
     const QTemporaryDir config;
     qputenv("XDG_CONFIG_HOME", QFile::encodeName(config.path()));
-    QCoreApplication app(argc, argv);
+    QGuiApplication app(argc, argv);
     SlideSourceCatalogueTest test;
     return QTest::qExec(&test, argc, argv);
 }

@@ -123,7 +123,7 @@ Rectangle {
 
             spacing: Theme.unit / 2
             width: parent.width
-            visible: preview.errorMessage.length > 0
+            visible: errorText.text.length > 0
 
             Rectangle {
                 color: "#c0000000"
@@ -136,7 +136,8 @@ Rectangle {
                     color: Colors.brightRed
                     font.pixelSize: Theme.fontSmall
                     maximumLineCount: 4
-                    text: preview.errorMessage
+                    text: [recorderSettings.slideSourceProblem, preview.errorMessage]
+                              .filter(message => message.length > 0).join("\n")
                     width: parent.width - 2 * Theme.unit
                     wrapMode: Text.Wrap
                     x: Theme.unit
@@ -153,7 +154,7 @@ Rectangle {
                 objectName: "retryPreview"
                 onDark: true
                 text: qsTr("Try again")
-                visible: preview.idle
+                visible: preview.idle && preview.errorMessage.length > 0
                 onClicked: preview.restart()
             }
         }
