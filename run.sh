@@ -3,18 +3,21 @@
 #   ./run.sh
 # Without a display, or with --demo, it records a short talk for real on a virtual screen and with
 # a virtual microphone, prints what the presentation holds and checks it:
-#   ./run.sh --demo [--deck DIR] [--seconds-per-slide S] [--output DIR]
+#   ./run.sh --demo [--live] [--deck DIR] [--seconds-per-slide S] [--output DIR]
+#     --live                  streams it live to a service and an S3 server on this machine, and
+#                             proves from their side what arrived
 #     --deck DIR              PNG images, shown in name order (default: six that are drawn for it)
 #     --seconds-per-slide S   how long each is shown, 2 or more, fractions allowed (default: 4)
 #     --output DIR            receives the directory of the presentation
 set -euo pipefail
 
 fail() { echo "run.sh: $*" >&2; exit 2; }
-demo=0 deck='' seconds=4 output=''
+demo=0 live=0 deck='' seconds=4 output=''
 while [ $# -gt 0 ]; do
     case "$1" in
         --demo) demo=1; shift; continue ;;
-        -h | --help) sed -n '2,9s/^# \?//p' "$0"; exit 0 ;;
+        --live) demo=1 live=1; shift; continue ;;
+        -h | --help) sed -n '2,11s/^# \?//p' "$0"; exit 0 ;;
         --deck | --seconds-per-slide | --output) ;;
         *) fail "unknown option $1 (--help lists them)" ;;
     esac
@@ -49,8 +52,11 @@ if [ "$demo" = 0 ]; then
 fi
 
 tools/install-dependencies.sh tools/packages.txt tools/packages-test.txt
-tools/build.sh dev --target PodiumcastRecorder DeckPlayer
+targets=(PodiumcastRecorder DeckPlayer) service=''
+[ "$live" = 0 ] || { targets+=(podiumcast-test-service); service=build/dev/tests/service/podiumcast-test-service; }
+tools/build.sh dev --target "${targets[@]}"
 export LC_ALL=C.UTF-8
 exec tests/harness/desktop.sh --audio -- /usr/bin/python3 tests/demo/demo.py \
     --recorder build/dev/src/app/PodiumcastRecorder --player build/dev/tests/demo/DeckPlayer \
-    --deck "$deck" --seconds-per-slide "$seconds" --output "$output"
+    --deck "$deck" --seconds-per-slide "$seconds" --output "$output" \
+    --service "$service"

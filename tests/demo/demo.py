@@ -17,6 +17,7 @@ import sys
 HERE = pathlib.Path(__file__).resolve().parent
 sys.path.insert(0, str(HERE.parent / "e2e"))
 import check_presentation  # noqa: E402
+import live  # noqa: E402
 import spoil  # noqa: E402
 from driver import Failure, Helpers, Recorder, TONE_HERTZ, now, run, screenshot, sleep_until  # noqa: E402
 
@@ -57,8 +58,12 @@ class Talk:
         self.notice = self.directory / "notice.png"
         run(CONVERT, "-size", SIZE, "xc:#d00026", "-fill", "white", "-pointsize", 96, "-gravity",
             "center", "-annotate", "+0+0", "Not for the recording", self.notice)
-        self.recorder = Recorder(f"{options.launcher} '{options.recorder}'".strip(),
-                                 self.directory / "presentations", options.path_prefix)
+        self.servers = options.service and live.Servers(helpers, options.service)
+        launcher = self.servers.launcher() if self.servers else options.launcher
+        arguments = (f"{launcher} '{options.recorder}'".strip(), self.directory / "presentations",
+                     options.path_prefix)
+        self.recorder = live.LiveRecorder(self.servers, *arguments) if self.servers \
+            else Recorder(*arguments)
         self.truth = {"hertz": TONE_HERTZ, "views": [], "screens": [[0, 0, 1920, 1080]]}
 
     def wander(self, until):
@@ -72,8 +77,8 @@ class Talk:
 
     def give(self):
         truth, recorder = self.truth, self.recorder
-        truth["startPressed"] = now()
         presentation = recorder.start_recording()
+        truth["startPressed"] = recorder.start_pressed
         truth["name"] = presentation.name
         truth["tone"] = self.helpers.play_tone(len(self.pictures) * self.seconds + 60)
         recorder.prepare_keys()
@@ -122,6 +127,7 @@ def main():
     parser.add_argument("--seconds-per-slide", type=float, default=4)
     parser.add_argument("--output", default="")
     parser.add_argument("--launcher", default="", help="what starts the recorder, e.g. wine …")
+    parser.add_argument("--service", default="", help="stream live; the test service's program")
     parser.add_argument("--prove-checker", action="store_true",
                         help="afterwards, see that the checker finds what is spoilt on purpose")
     parser.add_argument("--path-prefix", default="", help="how the recorder sees /, e.g. Z:")
@@ -134,6 +140,8 @@ def main():
         truth = helpers.directory / "truth.json"
         truth.write_text(json.dumps(talk.truth))
         good = check_presentation.Check(presentation, json.loads(truth.read_text())).all()
+        if talk.servers:
+            good = live.LiveCheck(talk.servers, presentation, talk.truth, talk.recorder).all() and good
         if good and options.prove_checker:
             good = spoil.all_found(presentation, talk.truth, helpers.directory / "spoilt")
         if options.output:

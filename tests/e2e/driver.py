@@ -184,7 +184,7 @@ class Recorder:
         wait_for("the list of microphones", lambda: "loadSelectedAudioInput" in self.output())
         x, y, *_ = self.geometry()
         before = self.presentations()
-        self.pointer.click(x + RECORD_BUTTON[0], y + RECORD_BUTTON[1])
+        self.start_pressed = self.pointer.click(x + RECORD_BUTTON[0], y + RECORD_BUTTON[1])
         new = wait_for("a new presentation", lambda: self.presentations() - before)
         presentation = new.pop()
         wait_for("the first slide",
