@@ -3,6 +3,7 @@
 
 #include "settings/LoginSettings.h"
 #include "settings/RecorderSettings.h"
+#include "ui/SlideSourcePreview.h"
 #include "ui/WindowFixture.h"
 
 #include <QDir>
@@ -80,6 +81,18 @@ void idlePages(WindowFixture& fixture, Photographer& photographer)
         "directory."_s);
     fixture.waitForPreview();
     photographer.take(u"start-failed"_s);
+    emit fixture.facade().startRecording(); // clears the message
+
+    const SlidesSourceInfo selected = RecorderSettings::instance()->selectedSlideSource();
+    RecorderSettings::instance()->setSelectedSlideSource(SlidesSourceInfo(
+        true, SlidesSourceInfo::VideoInput, "gone"_ba, 63, u"Lecture hall camera (unplugged)"_s));
+    auto* preview = fixture.facade().findSlideSourcePreview();
+    preview->restart();
+    if (!QTest::qWaitFor([&] { return !preview->errorMessage().isEmpty(); }, 10000))
+        qFatal("the missing camera is not noticed");
+    photographer.take(u"preview-failed"_s);
+    RecorderSettings::instance()->setSelectedSlideSource(selected);
+    fixture.waitForPreview();
 }
 
 void recordingScreens(WindowFixture& fixture, Photographer& photographer)

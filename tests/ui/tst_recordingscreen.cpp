@@ -116,6 +116,57 @@ private slots:
         QVERIFY2(worst >= 0.96, qPrintable(QString::number(worst)));
     }
 
+    void settlesAfterARealChange_data()
+    {
+        QTest::addColumn<QSize>("window");
+        QTest::addColumn<QPoint>("position");
+        QTest::newRow("as it opens") << QSize(640, 480) << QPoint(0, 0);
+        QTest::newRow("centred") << QSize(640, 480) << QPoint(640, 300);
+        QTest::newRow("between the tiles") << QSize(640, 480) << QPoint(1217, 571);
+        QTest::newRow("enlarged") << QSize(1280, 800) << QPoint(331, 127);
+        QTest::newRow("large") << QSize(1600, 900) << QPoint(0, 0);
+    }
+
+    /// A new slide appears in the window, and the window is on the screen: the captures after it
+    /// show the window's change, then the change of the window in the window, and so on.
+    void settlesAfterARealChange()
+    {
+        QFETCH(QSize, window);
+        QFETCH(QPoint, position);
+        m_fixture->window()->resize(window);
+        QTRY_COMPARE(m_fixture->item(u"recordingScreen"_s)->width(), qreal(window.width()));
+        QImage desktop(ScreenWidth, 1080, QImage::Format_RGB32);
+        const auto capture = [&](int number, const QColor& background) {
+            m_fixture->facade().setSlidesCaptured(number);
+            m_fixture->facade().setSlidesSaved(number);
+            QImage screen = desktop;
+            screen.fill(background);
+            const QImage shown = windowShowing(u"00:00:%1.%2"_s.arg(10 + number).arg(111 * number));
+            QPainter(&screen).drawImage(position, shown);
+            return screen;
+        };
+        const Comparison comparison;
+        QImage screen = capture(0, Qt::white);
+        auto previous = comparison.preprocess(screen);
+        int newSlides = 0;
+        for (int i = 1; i < 9; ++i) {
+            const QImage next = capture(newSlides, Qt::darkBlue);
+            auto current = comparison.preprocess(next);
+            if (Comparison::worstTile(*previous, *current) < 0.95) {
+                ++newSlides;
+                m_fixture->facade().showSlides({ next });
+            } else {
+                QCOMPARE(newSlides, i - 1); // once settled, it stays so
+                break;
+            }
+            previous = std::move(current);
+        }
+        m_fixture->facade().showSlides({});
+        qInfo() << "[RecordingScreen]"
+                << "settled after" << newSlides << "slides";
+        QVERIFY(newSlides >= 1 && newSlides <= 3);
+    }
+
 private:
     QImage windowShowing(const QString& duration)
     {

@@ -43,7 +43,8 @@ Flickable {
         id: column
 
         spacing: Theme.unit
-        width: page.width - 2 * x - Theme.unit
+        // Lines of more than some eighty letters are hard to read.
+        width: Math.min(page.width - 2 * x - Theme.unit, 70 * Theme.unit)
         x: Theme.unit * 2
         y: Theme.unit * 2
     }

@@ -82,6 +82,7 @@ Rectangle {
                 font.pixelSize: Theme.fontSmall
                 text: preview.stopping ? qsTr("Stopping slide source...")
                                        : qsTr("Loading slide source...")
+                visible: preview.errorMessage.length === 0
             }
         }
 
