@@ -33,38 +33,33 @@ private slots:
             QDesktopServices::unsetUrlHandler(scheme);
     }
 
-    void propertiesAreInTheDocumentedOrder()
+    /// Property, notify signal; 1 to 20 are writable.
+    void propertiesKeepTheirOrder()
     {
-        const QStringList expected = { u"version"_s, u"isRecording property_recordingChanged"_s,
-            u"isLoading property_loadingChanged"_s,
-            u"recordingDurationString property_recordingDurationStringChanged"_s,
-            u"isLiveStream property_liveStreamChanged"_s,
-            u"liveStreamPresentationId property_liveStreamPresentationChanged"_s,
-            u"liveStreamPresentationTitle property_liveStreamPresentationChanged"_s,
-            u"slidesFrozen slidesFrozenChanged"_s, u"slidesResolutions slidesResolutionsChanged"_s,
-            u"slidesCaptured slidesCapturedChanged"_s, u"slidesSaved slidesSavedChanged"_s,
-            u"slidesToUpload slidesToUploadChanged"_s, u"slidesUploaded slidesUploadedChanged"_s,
-            u"slidesUploadFailed slidesUploadFailedChanged"_s,
-            u"slideInfoWebSuccessCount slideInfoWebSuccessCountChanged"_s,
-            u"slideInfoWebFailCount slideInfoWebFailCountChanged"_s,
-            u"lastSlideInfoWebSuccess lastSlideInfoWebSuccessChanged"_s,
-            u"lastSlideInfoWebError lastSlideInfoWebErrorChanged"_s,
-            u"lastSlideInfoWebErrorString lastSlideInfoWebErrorStringChanged"_s,
-            u"mousePositionX mousePositionXChanged"_s, u"mousePositionY mousePositionYChanged"_s,
-            u"mouseListenerEnabled never"_s, u"screenRecordingEnabled never"_s };
+        const QString expected
+            = u"version - isRecording property_recordingChanged isLoading property_loadingChanged "
+              "recordingDurationString property_recordingDurationStringChanged "
+              "isLiveStream property_liveStreamChanged "
+              "liveStreamPresentationId property_liveStreamPresentationChanged "
+              "liveStreamPresentationTitle property_liveStreamPresentationChanged "
+              "slidesFrozen * slidesResolutions * slidesCaptured * slidesSaved * slidesToUpload * "
+              "slidesUploaded * slidesUploadFailed * slideInfoWebSuccessCount * "
+              "slideInfoWebFailCount * lastSlideInfoWebSuccess * lastSlideInfoWebError * "
+              "lastSlideInfoWebErrorString * mousePositionX * mousePositionY * "
+              "mouseListenerEnabled never screenRecordingEnabled never"_s;
         QStringList found;
         const QMetaObject& meta = MainWindow::staticMetaObject;
-        for (int i = 0; i < expected.size(); ++i) {
+        for (int i = 0; i < 23; ++i) {
             const QMetaProperty property = meta.property(meta.propertyOffset() + i);
-            const QByteArray notify = property.notifySignal().name();
-            found << QString::fromLatin1(property.name())
-                    + (notify.isEmpty() ? QString() : QString(u' ' + QString::fromLatin1(notify)));
+            const QByteArray name = property.name();
+            const QByteArray notify
+                = property.hasNotifySignal() ? property.notifySignal().name() : "-"_ba;
+            found << QString::fromLatin1(name)
+                  << (notify == name + "Changed" ? u"*"_s : QString::fromLatin1(notify));
             QCOMPARE(property.isWritable(), i >= 1 && i <= 20);
         }
-        QCOMPARE(found, expected);
-        MainWindow facade;
-        QCOMPARE(facade.version(), u"130"_s);
-        QVERIFY(facade.mouseListenerEnabled() && facade.screenRecordingEnabled());
+        QCOMPARE(found.join(u' '), expected);
+        QCOMPARE(MainWindow().version(), u"130"_s);
     }
 
     void durationString_data()

@@ -335,6 +335,7 @@ private slots:
         QVERIFY(!preview.pointerRecordingAvailable());
 
         recorderSettings->refreshAvailableSlideSources();
+        QTRY_VERIFY(recorderSettings->selectedSlideSource().isValid());
         for (int round = 0; round < 50; ++round) {
             preview.restart();
             if (round % 10 == 0)
