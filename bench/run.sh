@@ -2,7 +2,8 @@
 # Builds with the bench preset, measures, and prints the results as Markdown tables:
 #   bench/run.sh [--quick]
 # First the steps of one capture on a screen of 3840x2160, then the real program: its start-up and
-# the recording of a still screen for a minute. --quick: ten seconds of recording, fewer repetitions.
+# the recording of a still screen for a minute, then a live stream's uploads. --quick: ten seconds
+# of recording, fewer repetitions.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 seconds=60 starts=5 min_time=0.5
@@ -14,7 +15,7 @@ esac
 
 {
     cmake --preset bench
-    cmake --build --preset bench --target podiumcast_bench PodiumcastRecorder DeckPlayer
+    cmake --build --preset bench --target podiumcast_bench podiumcast_bench_upload PodiumcastRecorder DeckPlayer
 } >&2
 build=build/bench
 dir=$(mktemp -d)
@@ -51,3 +52,6 @@ printf '\n| the real program | |\n|---|---|\n'
 tests/harness/desktop.sh --audio -- /usr/bin/python3 bench/recording.py \
     --recorder "$build/src/app/PodiumcastRecorder" --player "$build/tests/demo/DeckPlayer" \
     --seconds "$seconds" --starts "$starts"
+
+printf '\n'
+QT_QPA_PLATFORM=offscreen "$build/bench/podiumcast_bench_upload"

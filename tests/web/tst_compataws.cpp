@@ -64,7 +64,7 @@ constexpr int InProgress = int(TransferStatus::IN_PROGRESS);
 } // namespace
 
 /// What the stand-in for the AWS SDK adds to what the uploader's own tests see.
-class CompatAwsTest : public QObject
+class TestCompatAws : public QObject
 {
     Q_OBJECT
 
@@ -238,5 +238,5 @@ private slots:
     }
 };
 
-QTEST_GUILESS_MAIN(CompatAwsTest)
-#include "CompatAwsTest.moc"
+QTEST_GUILESS_MAIN(TestCompatAws)
+#include "tst_compataws.moc"
