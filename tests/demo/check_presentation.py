@@ -147,7 +147,8 @@ class Check:
         quiet = loud[:loud.size // 480 * 480].reshape(-1, 480).max(axis=1) < 0.05
         self.expect(not quiet.any(), f"the tone has gaps, {quiet.sum() * 10} ms in all")
         print(f"  audio.wav             {length:.3f} s of {wanted:.3f} s, {rate:.0f} Hz, "
-              f"{channels:.0f} channel(s), {bits:.0f} bits, tone {hertz} Hz")
+              f"{channels:.0f} channel(s), {bits:.0f} bits, {hertz} Hz heard {late:.0f} ms after it was "
+              "played")
 
     def pointer(self):
         wanted = [move[2:] for move in self.moves]

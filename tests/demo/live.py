@@ -20,7 +20,7 @@ HERE = pathlib.Path(__file__).resolve().parent
 sys.path.insert(0, str(HERE.parent / "e2e"))
 from driver import Failure, OTHER, Recorder, STOP, now, run, wait_for  # noqa: E402
 
-LIVE_STREAM, EMAIL_FIELD = (125, 228), (440, 77)  # in the window
+LIVE_STREAM, EMAIL_FIELD = (125, 248), (440, 97)  # in the window
 EMAIL = "operator@podiumcast.example"
 BUCKET = "slides"
 STREAMS, SLIDES = "/api/v1/presentation_streams", "/api/v1/presentation_stream_slides"

@@ -18,8 +18,9 @@ import numpy
 
 WINDOW = "Podiumcast Recorder"
 TONE_HERTZ = 1000
-RECORD_BUTTON = (125, 92)            # in the window; a round image of 104 pixels
-STOP, OTHER = "d00026", "2a2840"     # colours of the push buttons on the recording screen
+# What the buttons look like: the round red one of the main screen, and the push buttons of the
+# recording screen, which have one colour each.
+RECORD, STOP, OTHER = "record", "d00026", "2a2840"
 
 
 signal.signal(signal.SIGTERM, lambda *_: sys.exit(143))  # so that `with` blocks clean up
@@ -94,7 +95,7 @@ class Helpers:
         run("sox", "-n", "-r", 8000, "-c", 1, "-b", 16, tone, "synth", seconds, "sine", TONE_HERTZ,
             "vol", 0.5)
         begin = now()
-        self.start("paplay", "--device=mic", "--latency-msec=20", tone)
+        self.start("paplay", "--device=mic", "--latency-msec=500", tone)
         return begin
 
 
@@ -153,12 +154,12 @@ class Recorder:
 
     def geometry(self):
         """x, y, width, height of the window's inside on the desktop."""
-        text = run("xdotool", "getwindowgeometry", "--shell", *self.window)
-        values = dict(re.findall(r"(\w+)=(-?\d+)", text))
-        return tuple(int(values[key]) for key in ("X", "Y", "WIDTH", "HEIGHT"))
+        text = run("xwininfo", "-id", *self.window)
+        return tuple(int(re.search(name + r": +(-?\d+)", text)[1])
+                     for name in ("Absolute upper-left X", "Absolute upper-left Y", "Width", "Height"))
 
-    def look(self, colour):
-        """The centres, on the desktop, of the push buttons of a colour, in reading order."""
+    def look(self, button):
+        """The centres, on the desktop, of the buttons that look like this, in reading order."""
         x, y, width, height = self.geometry()
         data = subprocess.run(["import", "-window", "root", "-crop", f"{width}x{height}+{x}+{y}",
                                "+repage", "-depth", "8", "rgb:-"], check=True,
@@ -166,12 +167,16 @@ class Recorder:
         if len(data) != width * height * 3:
             return []
         area = numpy.frombuffer(data, numpy.uint8).reshape(height, width, 3)
-        mask = (area == numpy.frombuffer(bytes.fromhex(colour), numpy.uint8)).all(axis=2)
+        if button == RECORD:
+            mask = (area[:, :, 0] > 150) & (area[:, :, 1:] < 110).all(axis=2)
+        else:
+            mask = (area == numpy.frombuffer(bytes.fromhex(button), numpy.uint8)).all(axis=2)
         found = []
         for top, bottom in stretches(mask.any(axis=1)):
             for left, right in stretches(mask[top:bottom].any(axis=0)):
                 tall, wide = bottom - top, right - left
-                if tall >= 20 and wide > 1.5 * tall and mask[top:bottom, left:right].mean() > 0.5:
+                if (tall >= 50 and wide < 1.3 * tall if button == RECORD
+                        else tall >= 20 and wide > 1.5 * tall):
                     found.append((x + (left + right) // 2, y + (top + bottom) // 2))
         return found
 
@@ -182,9 +187,9 @@ class Recorder:
         """Clicks the record button; returns the presentation's directory once it is recording."""
         # The devices are listed a second after the start; a person needs longer than that.
         wait_for("the list of microphones", lambda: "loadSelectedAudioInput" in self.output())
-        x, y, *_ = self.geometry()
+        button = wait_for("the record button", lambda: self.look(RECORD))[0]
         before = self.presentations()
-        self.start_pressed = self.pointer.click(x + RECORD_BUTTON[0], y + RECORD_BUTTON[1])
+        self.start_pressed = self.pointer.click(*button)
         new = wait_for("a new presentation", lambda: self.presentations() - before)
         presentation = new.pop()
         wait_for("the first slide",
@@ -218,7 +223,7 @@ class Recorder:
         self.pointer.move(*button)
         pressed = now()
         run("xdotool", "click", 1)
-        wait_for("the recorder being idle", lambda: not self.look(STOP), 30)
+        wait_for("the recorder being idle", lambda: self.look(RECORD), 30)
         return pressed
 
     def close(self):
