@@ -142,7 +142,7 @@ void SlideRecorder::start()
     m_slideProcessor = new SlideProcessor();
     m_slideSaver = new SlideSaver(saveDirectory());
     m_sourceFinished = m_processorFinished = m_saverFinished = false;
-    m_savingErrorTold = false;
+    m_savingErrorTold = m_processingErrorTold = false;
     connectPipeline();
 
     // Consumers first, so that nothing is emitted into a thread that does not run yet.
@@ -181,7 +181,11 @@ void SlideRecorder::connectPipeline()
     connect(m_slideProcessor, &SlideProcessor::capturedSlideCountChanged, this,
         &SlideRecorder::slidesCapturedChanged);
     connect(
-        m_slideProcessor, &SlideProcessor::processingError, this, &SlideRecorder::recordingError);
+        m_slideProcessor, &SlideProcessor::processingError, this, [this](const QString& message) {
+            // What one capture is refused for, the next one mostly is as well.
+            if (!std::exchange(m_processingErrorTold, true))
+                emit recordingError(message);
+        });
 
     connect(m_slideSaver, &SlideSaver::slideSavingError, this, &SlideRecorder::reportSavingError);
     connect(m_slideSaver, &SlideSaver::stopped, this, &SlideRecorder::slideSaverStopped);

@@ -120,4 +120,5 @@ private:
 
     // A full disk fails for every slide; the operator is told once until a slide is saved again.
     bool m_savingErrorTold = false;
+    bool m_processingErrorTold = false;
 };
