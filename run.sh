@@ -56,7 +56,7 @@ targets=(PodiumcastRecorder DeckPlayer) service=''
 [ "$live" = 0 ] || { targets+=(podiumcast-test-service); service=build/dev/tests/service/podiumcast-test-service; }
 tools/build.sh dev --target "${targets[@]}"
 export LC_ALL=C.UTF-8
-exec tests/harness/desktop.sh --audio -- /usr/bin/python3 tests/demo/demo.py \
-    --recorder build/dev/src/app/PodiumcastRecorder --player build/dev/tests/demo/DeckPlayer \
+exec tests/harness/desktop.sh --audio -- /usr/bin/python3 tools/demo/demo.py \
+    --recorder build/dev/src/app/PodiumcastRecorder --player build/dev/tools/demo/DeckPlayer \
     --deck "$deck" --seconds-per-slide "$seconds" --output "$output" \
     --service "$service"

@@ -15,7 +15,7 @@ import subprocess
 import sys
 import time
 
-sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "tests" / "e2e"))
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "tools" / "demo"))
 from driver import Helpers, Recorder, now, run  # noqa: E402
 
 BACKGROUND = "#ff00ff"  # nothing in the window has this colour

@@ -50,7 +50,7 @@ PYTHON
 
 printf '\n| the real program | |\n|---|---|\n'
 tests/harness/desktop.sh --audio -- /usr/bin/python3 bench/recording.py \
-    --recorder "$build/src/app/PodiumcastRecorder" --player "$build/tests/demo/DeckPlayer" \
+    --recorder "$build/src/app/PodiumcastRecorder" --player "$build/tools/demo/DeckPlayer" \
     --seconds "$seconds" --starts "$starts"
 
 printf '\n'

@@ -14,5 +14,5 @@ tests/harness/desktop.sh -- bash -eu -c '
         -font Roboto -fill "#9fc3f5" -pointsize 56 -annotate +700+740 "Opening lecture" \
         -fill "#d00026" -draw "circle 380,540 380,360" "$slide"
     display -window root "$slide" || true # ends with 1 also when it succeeds
-    "$1/tests/ui/screenshots" "$2"
+    "$1/tools/screenshots/screenshots" "$2"
 ' bash "$build" "$target"

@@ -15,7 +15,7 @@ import subprocess
 import sys
 import time
 
-sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "demo"))
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "tools" / "demo"))
 from check_presentation import numbers  # noqa: E402
 from driver import Failure, Helpers, Recorder, run, wait_for  # noqa: E402
 

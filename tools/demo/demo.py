@@ -14,12 +14,10 @@ import shutil
 import subprocess
 import sys
 
-HERE = pathlib.Path(__file__).resolve().parent
-sys.path.insert(0, str(HERE.parent / "e2e"))
-import check_presentation  # noqa: E402
-import live  # noqa: E402
-import spoil  # noqa: E402
-from driver import Failure, Helpers, Recorder, TONE_HERTZ, now, run, screenshot, sleep_until  # noqa: E402
+import check_presentation
+import live
+import spoil
+from driver import Failure, Helpers, Recorder, TONE_HERTZ, now, run, screenshot, sleep_until
 
 CONVERT = "/usr/bin/convert"
 SIZE = "1920x1080"

@@ -13,12 +13,10 @@ import pathlib
 import re
 import secrets
 import subprocess
-import sys
 import time
 
 HERE = pathlib.Path(__file__).resolve().parent
-sys.path.insert(0, str(HERE.parent / "e2e"))
-from driver import Failure, OTHER, Recorder, STOP, now, run, wait_for  # noqa: E402
+from driver import Failure, OTHER, Recorder, STOP, now, run, wait_for
 
 LIVE_STREAM, EMAIL_FIELD = (125, 248), (440, 97)  # in the window
 EMAIL = "operator@podiumcast.example"
@@ -37,7 +35,7 @@ class Servers:
         self.secrets = {name: f"{name}-{secrets.token_hex(8)}"
                         for name in ("password", "token", "key", "session")}
         self.store = helpers.start(
-            "/usr/bin/python3", HERE.parent / "harness" / "s3-server.py", "--bucket", BUCKET,
+            "/usr/bin/python3", HERE.parents[1] / "tests/harness/s3-server.py", "--bucket", BUCKET,
             "--secret", self.secrets["key"], "--token", self.secrets["session"],
             stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True, bufsize=1)
         self.store_values = json.loads(self.store.stdout.readline() or "{}")
