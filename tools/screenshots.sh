@@ -1,12 +1,12 @@
 #!/usr/bin/env bash
 # Draws every page of the window into docs/images (or into the directory given), on a virtual
-# screen that shows a slide. Needs a configured build directory: build/dev or $BUILD_DIR.
+# screen that shows a slide, beside a virtual microphone. Needs a configured build directory: build/dev or $BUILD_DIR.
 set -eu
 cd "$(dirname "$0")/.."
 build=${BUILD_DIR:-build/dev} target=${1:-docs/images}
 cmake --build "$build" --target screenshots
 export QT_QPA_PLATFORM=xcb QT_QUICK_BACKEND=software LC_ALL=C.UTF-8
-tests/harness/desktop.sh -- bash -eu -c '
+tests/harness/desktop.sh --audio -- bash -eu -c '
     slide=$(mktemp --suffix=.png)
     trap "rm -f \"$slide\"" EXIT
     convert -size 1920x1080 gradient:"#1d3b66"-"#0a1630" \
