@@ -3,6 +3,7 @@
 #include "web/LiveStreamUploaderContext.h"
 
 #include <QCoreApplication>
+#include <QDeadlineTimer>
 #include <QDebug>
 #include <QDebugStateSaver>
 #include <QMutexLocker>
@@ -23,6 +24,7 @@ namespace {
 constexpr const char* AllocationTag = "LiveStreamUploader";
 constexpr long RequestTimeoutMs = 20'000;
 constexpr long ConnectTimeoutMs = 10'000;
+constexpr int CallbackEndMs = 10'000;
 constexpr quint64 TransferBufferMaxHeapSize = 52'428'800; // 50 MiB, the SDK's own default
 /// Longer files go up in parts of this size. Slides are shorter: each is one request.
 constexpr quint64 PartSize = 15'728'640; // 15 MiB
@@ -47,11 +49,16 @@ std::shared_ptr<const LiveStreamUploaderContext> contextOf(
 }
 
 /// Waits until the SDK's threads have let go of @p object, then releases it on this thread. The
-/// SDK's threads hold it while they call back, and offer no other sign of having ended.
+/// SDK's threads hold it while they call back, and offer no other sign of having ended. The
+/// transfers are over by then: it is the last lines of callbacks that are waited for.
 template <typename T> void releaseAfterSdkThreads(std::shared_ptr<T>& object)
 {
-    while (object.use_count() > 1)
+    const QDeadlineTimer deadline(CallbackEndMs);
+    while (object.use_count() > 1 && !deadline.hasExpired())
         QThread::msleep(1);
+    if (object.use_count() > 1)
+        qWarning() << "[LiveStreamUploader]"
+                   << "a thread of the SDK does not end";
     object.reset();
 }
 
