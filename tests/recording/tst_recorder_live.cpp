@@ -117,7 +117,7 @@ void TestRecorderLive::cleanupTestCase()
             ++files;
         }
     }
-    QVERIFY(files > 10 && written.contains("vMixApiEndpoint") && written.contains("[LiveStream]"));
+    QVERIFY(files > 1 && written.contains("vMixApiEndpoint") && written.contains("[LiveStream]"));
     for (const QString& secret : { m_live->account.password, m_live->account.token,
              m_live->account.secretAccessKey, m_live->account.sessionToken })
         QVERIFY2(!written.contains(secret.toUtf8()), qPrintable(secret));

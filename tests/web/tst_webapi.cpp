@@ -127,6 +127,7 @@ void TestWebApi::loginAndIdentity()
     QVERIFY(successful.wait());
     QVERIFY(api.loggedIn());
     QCOMPARE(sentKeys(), QStringList{ u"recording_app_version"_s });
+    QTRY_VERIFY(api.requestsInFlight() == 0);
 }
 
 void TestWebApi::secondLoginWins()
@@ -332,6 +333,7 @@ void TestWebApi::pingBodyIsExact()
           R"("polling_interval":5000,"polling_last_error":"","xml":"<vmix>ü</vmix>"}},)"
           R"("recording_app_version":"130"})";
     QCOMPARE(m_live->service->requests().last().body, expected);
+    QTRY_VERIFY(api.requestsInFlight() == 0);
 }
 
 QTEST_GUILESS_MAIN(TestWebApi)
