@@ -6,12 +6,9 @@
 #include "recorders/WavFileHeader.h"
 #include "settings/RecorderSettings.h"
 
-#include <QBuffer>
-#include <QElapsedTimer>
 #include <QFileInfo>
 #include <QGuiApplication>
 #include <QProcess>
-#include <QRegularExpression>
 
 #include <memory>
 
@@ -68,51 +65,11 @@ class TestAudioRecorder : public QObject
 
 private slots:
     void init() { QVERIFY(selectInput(u"VirtMic"_s)); }
-    void recordsWhatTheMicrophoneHears_data();
-    void recordsWhatTheMicrophoneHears();
     void startsWithoutInputButNotWithoutFile();
     void stopsInEveryState();
     void reportsTroubleOnce_data();
     void reportsTroubleOnce();
 };
-
-void TestAudioRecorder::recordsWhatTheMicrophoneHears_data()
-{
-    QTest::addColumn<int>("channels");
-    QTest::newRow("stereo") << 2;
-    QTest::newRow("mono") << 1;
-}
-
-void TestAudioRecorder::recordsWhatTheMicrophoneHears()
-{
-    QFETCH(int, channels);
-    AudioRecording recording;
-    RecorderSettings::instance()->setAudioChannelCount(channels);
-    const QString tone = recording.dir.filePath(u"tone.wav"_s);
-    run(u"sox -n -r 48000 %1 synth 30 sine 1000"_s.arg(tone));
-    QProcess player;
-    player.start(u"paplay"_s, { u"--device=mic"_s, tone });
-    QTRY_VERIFY(!run(u"pactl list short sink-inputs"_s).isEmpty());
-
-    QVERIFY(recording.start());
-    QElapsedTimer clock;
-    clock.start();
-    QTRY_VERIFY_WITH_TIMEOUT(recording.size() > qint64(3) * channels * 192000, 10000);
-    QVERIFY(recording.stop());
-    const qint64 elapsed = clock.elapsed();
-    player.terminate();
-    player.waitForFinished();
-
-    const WavFileHeader header = recording.finishedHeader();
-    QCOMPARE(int(header.channelCount()), channels);
-    QCOMPARE(int(header.sampleSize()), 32);
-    QVERIFY2(qAbs(header.millis() - elapsed) <= 100,
-        qPrintable(u"%1 ms in %2 ms"_s.arg(header.millis()).arg(elapsed)));
-    const QString stat = run(u"sox %1 -n remix 1 stat"_s.arg(recording.path));
-    const auto match = QRegularExpression(u"Rough\\s+frequency:\\s+(\\d+)"_s).match(stat);
-    QVERIFY2(qAbs(match.captured(1).toInt() - 1000) < 10, qPrintable(stat));
-    QCOMPARE(recording.errors.count(), 0);
-}
 
 void TestAudioRecorder::startsWithoutInputButNotWithoutFile()
 {
@@ -137,6 +94,7 @@ void TestAudioRecorder::stopsInEveryState()
     recording.recorder->requestStart(&recording.presentation);
     QVERIFY(recording.stop()); // starting
     QCOMPARE(recording.started.count(), 0);
+    RecorderSettings::instance()->setAudioChannelCount(2);
     for (int i = 0; i < 50; ++i) {
         QVERIFY(recording.start()); // each once: nothing is left of an earlier start
         QCOMPARE(recording.started.count(), i + 1);
@@ -148,7 +106,9 @@ void TestAudioRecorder::stopsInEveryState()
     QVERIFY(recording.start());
     QTRY_VERIFY(recording.size() > 48000);
     recording.recorder.reset(); // destroyed while it records
-    QVERIFY(recording.finishedHeader().length() > 48000 - WavFileHeader::Size);
+    const WavFileHeader header = recording.finishedHeader();
+    QVERIFY(header.length() > 48000 - WavFileHeader::Size);
+    QCOMPARE(int(header.channelCount()), 2);
 }
 
 void TestAudioRecorder::reportsTroubleOnce_data()

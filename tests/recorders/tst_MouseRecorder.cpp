@@ -6,7 +6,6 @@
 #include "recorders/MouseListenerPrivate.h"
 #include "recorders/MouseSaver.h"
 
-#include <QElapsedTimer>
 #include <QGuiApplication>
 #include <QProcess>
 #include <QRegularExpression>
@@ -48,7 +47,6 @@ class TestMouseRecorder : public QObject
 private slots:
     void init() { xdotool({ u"mousemove 0 0"_s }); }
     void recordsDistinctPositions();
-    void sharesTheZeroOfTheAudio();
     void recordsNothingBesideAnotherOrWithoutADisplay();
     void hangingDiskDelaysNobody();
     void drainsAndReportsOnce_data();
@@ -68,9 +66,6 @@ void TestMouseRecorder::recordsDistinctPositions()
     }
     xdotool(commands);
     QTRY_COMPARE(recording.points(), expected);
-    QCOMPARE(recording.recorder->positionX(), 599);
-    QCOMPARE(recording.recorder->positionY(), 699);
-
     QVERIFY(recording.stop(2)); // one answer of the listener, one of the saver
     QTRY_VERIFY(recording.recorder->children().isEmpty()); // both are gone
     xdotool({ u"mousemove 50 60"_s });
@@ -81,46 +76,19 @@ void TestMouseRecorder::recordsDistinctPositions()
     QCOMPARE(recording.errors.count(), 0);
 }
 
-void TestMouseRecorder::sharesTheZeroOfTheAudio()
-{
-    MouseRecording recording;
-    MouseRecorder* const recorder = recording.recorder.get();
-    recorder->restartMouseTimer(); // no recording: nothing to restart
-    QElapsedTimer clock;
-    qint64 drift = -1;
-    connect(recorder, &MouseRecorder::mousePositionChanged, this,
-        [&](qint64 time) { drift = qAbs(clock.elapsed() - time); });
-    recorder->requestStart(&recording.presentation);
-    for (int i = 0; i < 2; ++i) { // set while the recorder starts, and while it records
-        drift = -1;
-        recorder->restartMouseTimer();
-        clock.start();
-        QTRY_VERIFY(clock.elapsed() > 200 && recorder->state() == MouseRecorder::Started);
-        xdotool({ u"mousemove 10 %1"_s.arg(i) });
-        QTRY_VERIFY(drift >= 0);
-        QVERIFY2(drift < 50, qPrintable(QString::number(drift)));
-    }
-}
-
 void TestMouseRecorder::recordsNothingBesideAnotherOrWithoutADisplay()
 {
     MouseRecording first;
     MouseRecording second;
     QVERIFY(first.start());
-    QTest::ignoreMessage(QtDebugMsg, "[MouseListenerPrivateX11] m_currentInstance is already set.");
     QVERIFY(second.start());
-    xdotool({ u"mousemove 10 20"_s });
-    QTRY_COMPARE(first.points().size(), 1);
     QVERIFY(second.stop(2));
     xdotool({ u"mousemove 30 40"_s });
-    QTRY_COMPARE(first.points().size(), 2); // the stop of the second has not ended the first
-    QCOMPARE(second.points().size(), 0);
+    QTRY_COMPARE(first.points().size(), 1); // the stop of the second has not ended the first
     QVERIFY(first.stop(2));
 
     const QByteArray display = qgetenv("DISPLAY");
     qunsetenv("DISPLAY");
-    QTest::ignoreMessage(
-        QtDebugMsg, "[MouseListenerPrivateX11] no display with the RECORD extension.");
     QVERIFY(first.start()); // inert too, and harmless
     QVERIFY(first.stop(2));
     qputenv("DISPLAY", display);
