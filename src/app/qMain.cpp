@@ -29,7 +29,11 @@ int qMain(int argc, char** argv)
     qRegisterMetaType<cv::Mat>("cv::Mat");
     qRegisterMetaType<QList<SlideImage>>("QList<SlideImage>");
 
-    const Aws::SDKOptions awsOptions;
+    // Our credentials come from the service. Left to itself the SDK asks the network for those of a
+    // cloud machine whenever a client is made, which would hold up the window.
+    if (!qEnvironmentVariableIsSet("AWS_EC2_METADATA_DISABLED"))
+        qputenv("AWS_EC2_METADATA_DISABLED", "true");
+    Aws::SDKOptions awsOptions;
     Aws::InitAPI(awsOptions);
 
     QGuiApplication guiApplication(argc, argv);
