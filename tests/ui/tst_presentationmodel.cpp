@@ -31,7 +31,6 @@ private slots:
         PresentationModel model(nullptr);
         QAbstractItemModelTester tester(&model);
         model.reload();
-        QCOMPARE(model.rowCount(), 0);
         QTRY_COMPARE(model.rowCount(), 2);
 
         const int row = model.index(0, 0).data(258).toString() == "Another"_L1 ? 1 : 0;
@@ -44,16 +43,6 @@ private slots:
         QCOMPARE(index.data(260), QVariant(3));
         QCOMPARE(index.data(261).toDateTime(), QDateTime(QDate(2024, 3, 5), QTime(9, 7)));
         QCOMPARE(index.data(262).toString(), u"2024/03/05 09:07"_s);
-        for (int role : { 256, 263, int(Qt::DisplayRole) })
-            QVERIFY(!index.data(role).isValid());
-        QVERIFY(!model.data(model.index(2, 0), 258).isValid());
-        QCOMPARE(model.roleNames().value(262), "recordedAtString"_ba);
-
-        QPointer<Presentation> released = presentation;
-        model.reload();
-        QCOMPARE(model.rowCount(), 0);
-        QTRY_COMPARE(model.rowCount(), 2);
-        QVERIFY(released.isNull());
     }
 
     void reloadedTwiceInARow()
@@ -76,19 +65,13 @@ private slots:
             titles.insert(model.index(row, 0).data(PresentationModel::TitleRole).toString());
         QCOMPARE(titles.size(), 50);
         QCOMPARE(model.rowCount(), 50);
-    }
-
-    void destroyedDuringAScan()
-    {
-        WindowFixture fixture;
-        for (int i = 0; i < 200; ++i)
-            fixture.addPresentation(u"Talk %1"_s.arg(i), u"2024-03-05T09:07:00"_s, 1);
+        // Destroyed in the midst of a scan: what leaks or crashes is found by the sanitizers.
         for (int round = 0; round < 10; ++round) {
-            auto model = std::make_unique<PresentationModel>(nullptr);
-            model->reload();
+            PresentationModel shortLived(nullptr);
+            shortLived.reload();
             for (int turn = 0; turn < round; ++turn)
                 QCoreApplication::processEvents();
-        } // joined and freed: what leaks or crashes is found by the sanitizers' builds
+        }
     }
 
     void windowWithThousandsOfPresentations()
@@ -105,17 +88,14 @@ private slots:
         // The longest time for which the event loop answers nobody while the list fills.
         qint64 longestTurn = 0;
         QElapsedTimer turn;
-        const bool filled = QTest::qWaitFor(
+        QVERIFY(QTest::qWaitFor(
             [&] {
                 if (turn.isValid())
                     longestTurn = std::max(longestTurn, turn.elapsed());
                 turn.start();
                 return list->property("count").toInt() == Count;
             },
-            60000);
-        QVERIFY(filled);
-        qInfo() << "[PresentationModel]"
-                << "longest turn" << longestTurn << "ms";
+            60000));
         QVERIFY2(longestTurn < 500, qPrintable(QString::number(longestTurn)));
 
         const auto titleOfRow = [&](int row) {

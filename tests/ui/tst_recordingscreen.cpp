@@ -19,6 +19,7 @@ namespace {
 
 constexpr int ScreenWidth = 1920;
 constexpr int TileOnScreen = 150; // 50 pixels of the comparison, which sees a third of the screen
+constexpr int Step = 13; // coprime to the tile's size and to the reduction: all phases are seen
 
 class Comparison : public SlideProcessor
 {
@@ -76,11 +77,7 @@ private slots:
         QTest::addColumn<QString>("before");
         QTest::addColumn<QString>("after");
 
-        QTest::newRow("first second") << u"00:00:00.000"_s << u"00:00:01.012"_s;
         QTest::newRow("tens") << u"00:00:09.912"_s << u"00:00:10.945"_s;
-        QTest::newRow("minute") << u"00:00:59.888"_s << u"00:01:00.911"_s;
-        QTest::newRow("ten minutes") << u"00:09:59.471"_s << u"00:10:00.538"_s;
-        QTest::newRow("hour") << u"00:59:59.907"_s << u"01:00:00.988"_s;
         QTest::newRow("ten hours") << u"09:59:59.017"_s << u"10:00:00.188"_s;
         QTest::newRow("late capture") << u"01:11:19.111"_s << u"01:11:24.888"_s;
     }
@@ -100,71 +97,13 @@ private slots:
         // looked at, the rest of the screen does not change.
         const QRect strip(0, int(label->mapToScene({}).y()) - 40, first.width(), 100);
         double worst = 1;
-        QPoint worstOffset;
-        for (int x = 0; x < TileOnScreen; x += m_step) {
-            for (int y = 0; y < TileOnScreen; y += m_step) {
-                const double similarity
-                    = similarityAt({ x, y }, first.copy(strip), second.copy(strip));
-                if (similarity < worst) {
-                    worst = similarity;
-                    worstOffset = { x, y };
-                }
+        for (int x = 0; x < TileOnScreen; x += Step) {
+            for (int y = 0; y < TileOnScreen; y += Step) {
+                worst = std::min(
+                    worst, similarityAt({ x, y }, first.copy(strip), second.copy(strip)));
             }
         }
-        qInfo() << "[RecordingScreen]"
-                << "worst tile" << worst << "at" << worstOffset;
         QVERIFY2(worst >= 0.96, qPrintable(QString::number(worst)));
-    }
-
-    void settlesAfterARealChange_data()
-    {
-        QTest::addColumn<QSize>("window");
-        QTest::addColumn<QPoint>("position");
-        QTest::newRow("as it opens") << QSize(640, 480) << QPoint(0, 0);
-        QTest::newRow("centred") << QSize(640, 480) << QPoint(640, 300);
-        QTest::newRow("between the tiles") << QSize(640, 480) << QPoint(1217, 571);
-        QTest::newRow("enlarged") << QSize(1280, 800) << QPoint(331, 127);
-        QTest::newRow("large") << QSize(1600, 900) << QPoint(0, 0);
-    }
-
-    /// A new slide appears in the window, and the window is on the screen: the captures after it
-    /// show the window's change, then the change of the window in the window, and so on.
-    void settlesAfterARealChange()
-    {
-        QFETCH(QSize, window);
-        QFETCH(QPoint, position);
-        m_fixture->window()->resize(window);
-        QTRY_COMPARE(m_fixture->item(u"recordingScreen"_s)->width(), qreal(window.width()));
-        QImage desktop(ScreenWidth, 1080, QImage::Format_RGB32);
-        const auto capture = [&](int number, const QColor& background) {
-            m_fixture->facade().setSlidesCaptured(number);
-            m_fixture->facade().setSlidesSaved(number);
-            QImage screen = desktop;
-            screen.fill(background);
-            const QImage shown = windowShowing(u"00:00:%1.%2"_s.arg(10 + number).arg(111 * number));
-            QPainter(&screen).drawImage(position, shown);
-            return screen;
-        };
-        const Comparison comparison;
-        QImage screen = capture(0, Qt::white);
-        auto previous = comparison.preprocess(screen);
-        int newSlides = 0;
-        for (int i = 1; i < 9; ++i) {
-            const QImage next = capture(newSlides, Qt::darkBlue);
-            auto current = comparison.preprocess(next);
-            if (Comparison::worstTile(*previous, *current) < 0.95) {
-                ++newSlides;
-                m_fixture->facade().showSlides({ next });
-            } else {
-                QCOMPARE(newSlides, i - 1); // once settled, it stays so
-                break;
-            }
-            previous = std::move(current);
-        }
-        m_fixture->facade().showSlides({});
-        qInfo() << "[RecordingScreen]"
-                << "settled after" << newSlides << "slides";
-        QVERIFY(newSlides >= 1 && newSlides <= 3);
     }
 
 private:
@@ -188,10 +127,6 @@ private:
         return Comparison::worstTile(*frames[0], *frames[1]);
     }
 
-    // Coprime to the tile's size and to the reduction, so that all phases are seen.
-    const int m_step = qEnvironmentVariableIntValue("PODIUMCAST_OFFSET_STEP") > 0
-        ? qEnvironmentVariableIntValue("PODIUMCAST_OFFSET_STEP")
-        : 13;
     std::unique_ptr<WindowFixture> m_fixture;
 };
 

@@ -1,6 +1,5 @@
 #include "settings/RecorderSettings.h"
 #include "slidesource/SlideSource.h"
-#include "ui/ImageItem.h"
 #include "ui/SlideSourcePreview.h"
 #include "ui/WindowFixture.h"
 
@@ -93,11 +92,10 @@ protected:
     }
 };
 
-QImage filled(const QSize& size, Qt::GlobalColor color, qreal ratio = 1)
+QImage filled(const QSize& size, Qt::GlobalColor color)
 {
     QImage image(size, QImage::Format_RGB32);
     image.fill(color);
-    image.setDevicePixelRatio(ratio);
     return image;
 }
 
@@ -128,8 +126,6 @@ private slots:
     {
         QTest::addColumn<QList<QImage>>("frames");
         QTest::addColumn<QString>("expected"); // left, middle, right at top, middle, bottom
-        const QImage red = filled({ 400, 200 }, Qt::red);
-        QTest::newRow("one fills") << QList<QImage>{ red } << u"rrrrrrrrr"_s;
         QTest::newRow("one is centred vertically")
             << QList<QImage>{ filled({ 400, 100 }, Qt::red) } << u"---rrr---"_s;
         QTest::newRow("one is left-aligned")
@@ -137,8 +133,6 @@ private slots:
         QTest::newRow("two halves")
             << QList<QImage>{ filled({ 99, 100 }, Qt::red), filled({ 99, 100 }, Qt::green) }
             << u"rggrggrgg"_s;
-        QTest::newRow("high resolution")
-            << QList<QImage>{ filled({ 400, 200 }, Qt::red, 2) } << u"rrrrrrrrr"_s;
     }
     void paintsFramesInColumns()
     {
@@ -160,20 +154,6 @@ private slots:
         preview.stop();
         QVERIFY(preview.loading() && preview.slidesResolutions().isEmpty());
         QTRY_COMPARE(script.matricesLeft(), 0);
-    }
-
-    void imageItemCentres()
-    {
-        ImageItem item;
-        item.setSize({ 200, 100 });
-        const QList<QPoint> points{ { 5, 50 }, { 100, 5 }, { 100, 50 }, { 100, 95 }, { 195, 50 } };
-        QCOMPARE(painted(item, points), u"-----"_s);
-        QSignalSpy changed(&item, &ImageItem::imageChanged);
-        item.setImage(filled({ 400, 100 }, Qt::green));
-        QCOMPARE(painted(item, points), u"g-g-g"_s);
-        item.setImage(filled({ 50, 100 }, Qt::red, 2));
-        QCOMPARE(painted(item, points), u"-rrr-"_s);
-        QCOMPARE(changed.count(), 2);
     }
 
     void slowSourceGetsOneRequestAtATime()
@@ -249,22 +229,6 @@ private slots:
         preview.stop();
         QVERIFY(preview.errorMessage().isEmpty());
         QCOMPARE(preview.slideSourceName(), u"<not set>"_s);
-    }
-
-    void restartDuringStopIsRefused()
-    {
-        FakeSource::Script script;
-        TestedPreview preview;
-        preview.factory = [&] { return new FakeSource(script); };
-        preview.restart();
-        connect(&preview, &SlideSourcePreview::stoppingChanged, &preview, [&] {
-            if (preview.stopping())
-                QTimer::singleShot(0, &preview, &SlideSourcePreview::restart);
-        });
-        QTest::ignoreMessage(QtWarningMsg, "[SlideSourcePreview] is being stopped");
-        preview.stop();
-        QCOMPARE(preview.sourcesMade, 1);
-        QVERIFY(!preview.stopping());
     }
 
     void stopDuringRestartKeepsTheDeviceFree()
