@@ -132,7 +132,7 @@ def main():
     options = parser.parse_args()
     with Helpers(options.player) as helpers:
         talk = Talk(options, helpers)
-        print(f"Recording a talk of {len(talk.pictures)} slides, {talk.seconds:g} s each …", flush=True)
+        print(f"Recording a talk of {len(talk.pictures)} picture(s), {talk.seconds:g} s each …", flush=True)
         with talk.recorder:
             presentation = talk.give()
         truth = helpers.directory / "truth.json"
