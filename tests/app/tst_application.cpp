@@ -82,22 +82,6 @@ private slots:
         QTRY_VERIFY(!m_window->findSlideSourcePreview()->property("loading").toBool());
     }
 
-    void recordAndStop()
-    {
-        QSignalSpy errors(m_window, &MainWindow::errorMessage);
-        m_window->qml_startRecording();
-        QVERIFY(m_window->isLoading());
-        QTRY_VERIFY(m_window->isRecording());
-        QVERIFY(!m_window->isLoading());
-        QTRY_COMPARE_WITH_TIMEOUT(m_window->property("slidesSaved").toLongLong(), 1, 5000);
-        m_window->qml_stopRecording();
-        QTRY_VERIFY(!m_window->isRecording() && !m_window->isLoading());
-        QVERIFY2(errors.isEmpty(), qPrintable(errors.value(0).value(0).toString()));
-        const QStringList recordings = QDir(m_dir.path()).entryList({ u"Presentation *"_s });
-        QVERIFY(!recordings.isEmpty());
-        QVERIFY(QFileInfo(m_dir.filePath(recordings.last() + u"/0-0001.png"_s)).size() > 0);
-    }
-
     void quitDuringARecordingFinishesItFirst()
     {
         m_window->qml_startRecording();

@@ -107,7 +107,6 @@ private slots:
         QTest::addColumn<QString>("missing");
         using List = QList<SlidesSourceInfo>;
         const List all{ Screens, Virtual, Camera, Deck };
-        QTest::newRow("camera comes") << List{ Screens } << Screens << all << Screens << QString();
         QTest::newRow("another one goes")
             << all << Camera << List{ Screens, Camera } << Camera << QString();
         QTest::newRow("the chosen one goes")
