@@ -15,7 +15,9 @@ esac
 
 {
     cmake --preset bench
-    cmake --build --preset bench --target podiumcast_bench podiumcast_bench_upload PodiumcastRecorder DeckPlayer
+    cmake --build --preset bench --target podiumcast_bench podiumcast_bench_upload PodiumcastRecorder DeckPlayer \
+        slidesource_bench ndisender
+    tools/fetch-ndi-runtime.sh
 } >&2
 build=build/bench
 dir=$(mktemp -d)

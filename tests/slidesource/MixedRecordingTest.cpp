@@ -22,7 +22,7 @@ using namespace Qt::StringLiterals;
 /// Recordings of an NDI source and a camera in turn, each started at some moment of a preview's
 /// start, with freezes and forced slides, for PODIUMCAST_MIXED_SECONDS (15 when not given). Under
 /// the sanitizers, ten minutes of it show what leaks or lives too short:
-///   PODIUMCAST_MIXED_SECONDS=600 ctest --preset asan -R MixedRecordingTest --timeout 900
+///   PODIUMCAST_MIXED_SECONDS=600 ctest --preset asan -R MixedRecordingTest
 class MixedRecordingTest : public QObject
 {
     Q_OBJECT
