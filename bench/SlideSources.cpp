@@ -52,7 +52,7 @@ public:
     }
 
 private:
-    cv::Mat m_frame{ 1080, 1920, CV_8UC3 };
+    cv::Mat m_frame = cv::Mat(1080, 1920, CV_8UC3);
 };
 
 using Threads = QMap<QString, double>; // seconds of CPU by the thread's name

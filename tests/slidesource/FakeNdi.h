@@ -6,14 +6,9 @@
 struct FakeNdiFrame
 {
     int type = 1; ///< as NdiRuntime::FrameType
-    int width = 64;
-    int height = 48;
+    int red = 0; ///< of every pixel; green and blue are its x and y
     int padding = 0; ///< bytes after each line
     std::uint32_t fourCc = 0x41424752;
-    int red = 0; ///< green and blue are the pixel's x and y
 };
-/// Null empties the queue.
-using FakeNdiPush = void (*)(const FakeNdiFrame*);
-/// Frames handed out and not given back, plus receivers and finders not destroyed.
-using FakeNdiHeld = int (*)();
-using FakeNdiAnnounce = void (*)(const char* name, const char* url);
+using FakeNdiPush = void (*)(const FakeNdiFrame*); ///< null empties the queue
+using FakeNdiHeld = int (*)(); ///< frames handed out and not given back, and receivers

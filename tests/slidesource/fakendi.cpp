@@ -3,25 +3,20 @@
 #include "FakeNdi.h"
 #include "slidesource/NdiRuntime.h"
 
-#include <cstring>
 #include <deque>
 #include <mutex>
-#include <string>
-#include <vector>
 
-#define FAKE_NDI_EXPORT extern "C" __attribute__((visibility("default")))
+#define FAKE_NDI extern "C" __attribute__((visibility("default")))
 
 namespace {
 
 std::mutex mutex;
 std::deque<FakeNdiFrame> frames;
-std::vector<std::pair<std::string, std::string>> announced;
-std::vector<NdiRuntime::Source> listed;
 int held = 0;
 
 } // namespace
 
-FAKE_NDI_EXPORT void fakendi_push(const FakeNdiFrame* frame)
+FAKE_NDI void fakendi_push(const FakeNdiFrame* frame)
 {
     const std::lock_guard lock(mutex);
     if (frame)
@@ -30,96 +25,75 @@ FAKE_NDI_EXPORT void fakendi_push(const FakeNdiFrame* frame)
         frames.clear();
 }
 
-FAKE_NDI_EXPORT int fakendi_held()
+FAKE_NDI int fakendi_held()
 {
     const std::lock_guard lock(mutex);
     return held;
 }
 
-FAKE_NDI_EXPORT void fakendi_announce(const char* name, const char* url)
-{
-    const std::lock_guard lock(mutex);
-    announced.emplace_back(name, url);
-}
-
-FAKE_NDI_EXPORT bool NDIlib_initialize()
+FAKE_NDI bool NDIlib_initialize()
 {
     return true;
 }
 
-FAKE_NDI_EXPORT void* NDIlib_find_create_v2(const NdiRuntime::FindCreate*)
+FAKE_NDI void* NDIlib_find_create_v2(const void*)
 {
-    return &announced;
+    return nullptr;
 }
 
-FAKE_NDI_EXPORT const NdiRuntime::Source* NDIlib_find_get_current_sources(
-    void*, std::uint32_t* count)
+FAKE_NDI void* NDIlib_find_get_current_sources(void*, std::uint32_t*)
 {
-    const std::lock_guard lock(mutex);
-    listed.clear();
-    for (const auto& [name, url] : announced)
-        listed.push_back({ name.c_str(), url.c_str() });
-    *count = std::uint32_t(listed.size());
-    return listed.data();
+    return nullptr;
 }
 
-FAKE_NDI_EXPORT void NDIlib_find_destroy(void*) { }
+FAKE_NDI void NDIlib_find_destroy(void*) { }
 
-FAKE_NDI_EXPORT void* NDIlib_recv_create_v3(const NdiRuntime::RecvCreate* settings)
+FAKE_NDI void* NDIlib_recv_create_v3(const NdiRuntime::RecvCreate* settings)
 {
     const std::lock_guard lock(mutex);
-    const bool asAgreed = settings->colorFormat == NdiRuntime::ColorFormatRgbxRgba
-        && settings->bandwidth == NdiRuntime::BandwidthHighest && settings->allowVideoFields
-        && !settings->source.name && !settings->source.url && !settings->name;
-    if (!asAgreed)
+    if (settings->colorFormat != 2 || settings->bandwidth != 100 || !settings->allowVideoFields)
         return nullptr;
     ++held;
     return &frames;
 }
 
-FAKE_NDI_EXPORT void NDIlib_recv_connect(void*, const NdiRuntime::Source*) { }
+FAKE_NDI void NDIlib_recv_connect(void*, const NdiRuntime::Source*) { }
 
-FAKE_NDI_EXPORT int NDIlib_recv_capture_v3(
+FAKE_NDI int NDIlib_recv_capture_v3(
     void*, NdiRuntime::VideoFrame* video, void*, void*, std::uint32_t timeout)
 {
     const std::lock_guard lock(mutex);
-    if (timeout != 0)
-        return NdiRuntime::Error;
-    if (frames.empty())
-        return NdiRuntime::None;
+    if (frames.empty() || timeout != 0)
+        return timeout == 0 ? NdiRuntime::None : NdiRuntime::Error;
     const FakeNdiFrame frame = frames.front();
     frames.pop_front();
     if (frame.type != NdiRuntime::Video)
         return frame.type;
-    const int stride = frame.width * 4 + frame.padding;
-    auto* data = new std::uint8_t[size_t(stride) * size_t(frame.height)];
-    std::memset(data, 0xEE, size_t(stride) * size_t(frame.height));
-    for (int y = 0; y < frame.height; ++y)
-        for (int x = 0; x < frame.width; ++x) {
-            std::uint8_t* pixel = data + y * stride + x * 4;
-            pixel[0] = std::uint8_t(frame.red);
-            pixel[1] = std::uint8_t(x);
-            pixel[2] = std::uint8_t(y);
-            pixel[3] = 255;
-        }
     *video = {};
-    video->width = frame.width;
-    video->height = frame.height;
+    video->width = 64;
+    video->height = 48;
     video->fourCc = frame.fourCc;
-    video->data = data;
-    video->lineStride = stride;
+    video->lineStride = video->width * 4 + frame.padding;
+    video->data = new std::uint8_t[size_t(video->lineStride) * 48]();
+    for (int i = 0; i < 64 * 48; ++i) {
+        std::uint8_t* pixel = video->data + i / 64 * video->lineStride + i % 64 * 4;
+        pixel[0] = std::uint8_t(frame.red);
+        pixel[1] = std::uint8_t(i % 64);
+        pixel[2] = std::uint8_t(i / 64);
+        pixel[3] = 255;
+    }
     ++held;
     return NdiRuntime::Video;
 }
 
-FAKE_NDI_EXPORT void NDIlib_recv_free_video_v2(void*, const NdiRuntime::VideoFrame* video)
+FAKE_NDI void NDIlib_recv_free_video_v2(void*, const NdiRuntime::VideoFrame* video)
 {
     const std::lock_guard lock(mutex);
     delete[] video->data;
     --held;
 }
 
-FAKE_NDI_EXPORT void NDIlib_recv_destroy(void*)
+FAKE_NDI void NDIlib_recv_destroy(void*)
 {
     const std::lock_guard lock(mutex);
     --held;

@@ -1,4 +1,0 @@
-extern "C" __attribute__((visibility("default"))) bool NDIlib_initialize()
-{
-    return true;
-}
