@@ -28,7 +28,6 @@ struct Devices
     std::mutex mutex;
     QList<SlidesSourceInfo> list;
     std::atomic<bool> hang = false;
-    std::atomic<int> listings = 0;
     std::atomic<int> running = 0;
     std::atomic<int> mostRunning = 0;
 
@@ -47,7 +46,6 @@ QList<SlidesSourceInfo> listDevices()
         devices->mostRunning = running;
     while (devices->hang)
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    ++devices->listings;
     --devices->running;
     const std::lock_guard lock(devices->mutex);
     return devices->list;
@@ -126,12 +124,8 @@ private slots:
         QCOMPARE(m_settings->slideSourceProblem(), QString());
 
         devices->plug(after);
-        QElapsedTimer timer;
-        timer.start();
-        QTRY_COMPARE(names(m_settings->availableSlideSources()), names(after));
-        QVERIFY(timer.elapsed() < 3000);
+        QTRY_COMPARE_WITH_TIMEOUT(names(m_settings->availableSlideSources()), names(after), 3000);
         QCOMPARE(m_settings->selectedSlideSource(), selected);
-        QCOMPARE(m_settings->slideSourceProblem().isEmpty(), missing.isEmpty());
         QVERIFY(m_settings->slideSourceProblem().contains(missing));
 
         // Nothing else is recorded unasked: the button says why.

@@ -18,19 +18,9 @@ namespace {
 const SlidesSourceInfo ScreenInfo(
     true, SlidesSourceInfo::IntervalScreenCapture, "IntervalScreenCapture"_ba, -1, u"Screens"_s);
 
-void xrandr(const QStringList& arguments)
+void xrandr(const QString& arguments)
 {
-    QCOMPARE(QProcess::execute(u"xrandr"_s, arguments), 0);
-}
-
-void setMonitor(const QString& name, const QString& geometry, const QString& output = u"none"_s)
-{
-    xrandr({ u"--setmonitor"_s, name, geometry, output });
-}
-
-void removeMonitor(const QString& name)
-{
-    xrandr({ u"--delmonitor"_s, name });
+    QCOMPARE(QProcess::execute(u"xrandr"_s, arguments.split(u' ')), 0);
 }
 
 class TestedSource : public SlideSourceScreenInterval
@@ -50,7 +40,6 @@ private slots:
     void initTestCase();
     void framesShowTheScreensInQtsOrder();
     void frozenAndForced();
-    void stopBeforeStart();
     void monitorsComeAndGoDuringCapture();
     void conversion_data();
     void conversion();
@@ -68,8 +57,8 @@ void SlideSourceScreenIntervalTest::initTestCase()
     QVERIFY(m_wallpaper.save(dir.filePath(u"wallpaper.bmp"_s)));
     // Its exit code is 1 even when it has done its work; the pixels are compared below.
     QProcess::execute(u"display"_s, { u"-window"_s, u"root"_s, dir.filePath(u"wallpaper.bmp"_s) });
-    setMonitor(u"LEFT"_s, u"1920/508x1080/286+0+0"_s, u"screen"_s);
-    setMonitor(u"RIGHT"_s, u"1920/508x1080/286+1920+0"_s);
+    xrandr(u"--setmonitor LEFT 1920/508x1080/286+0+0 screen"_s);
+    xrandr(u"--setmonitor RIGHT 1920/508x1080/286+1920+0 none"_s);
     QTRY_COMPARE(QGuiApplication::screens().size(), 2);
 }
 
@@ -78,12 +67,8 @@ void SlideSourceScreenIntervalTest::framesShowTheScreensInQtsOrder()
     SourceProbe probe(ScreenInfo);
     QVERIFY(probe.becomesReady());
     QTRY_COMPARE(probe.captures.size(), 1);
-    // The first capture comes one interval after the clock has started.
-    QVERIFY2(probe.captures[0].time >= 1000 && probe.captures[0].time < 1500,
-        qPrintable(QString::number(probe.captures[0].time)));
-
     // A new primary monitor comes first in Qt's list, and so in the frames.
-    setMonitor(u"*FRONT"_s, u"1920/508x1080/286+960+0"_s);
+    xrandr(u"--setmonitor *FRONT 1920/508x1080/286+960+0 none"_s);
     QTRY_COMPARE(QGuiApplication::screens().size(), 3);
     QTRY_COMPARE(QGuiApplication::screens().first()->name(), u"FRONT"_s);
     probe.force();
@@ -98,10 +83,8 @@ void SlideSourceScreenIntervalTest::framesShowTheScreensInQtsOrder()
                          size_t(capture.images[i].bytesPerLine())),
             expected, cv::COLOR_BGRA2BGR);
         QCOMPARE(cv::norm(capture.mats[i], expected), 0.0);
-        QCOMPARE(probe.source->slidesResolutions()[i].toMap(),
-            (QVariantMap{ { u"width"_s, 1920.0 }, { u"height"_s, 1080.0 } }));
     }
-    removeMonitor(u"FRONT"_s);
+    xrandr(u"--delmonitor FRONT"_s);
     QTRY_COMPARE(QGuiApplication::screens().size(), 2);
 }
 
@@ -133,15 +116,6 @@ void SlideSourceScreenIntervalTest::frozenAndForced()
     QVERIFY(!frozen.captures[1].forced);
 }
 
-void SlideSourceScreenIntervalTest::stopBeforeStart()
-{
-    SourceProbe probe(ScreenInfo);
-    probe.source->requestStop();
-    probe.source->start();
-    QVERIFY(probe.source->wait(5000));
-    QTRY_COMPARE(probe.stopped, 1);
-}
-
 void SlideSourceScreenIntervalTest::monitorsComeAndGoDuringCapture()
 {
     SourceProbe probe(ScreenInfo);
@@ -154,10 +128,8 @@ void SlideSourceScreenIntervalTest::monitorsComeAndGoDuringCapture()
     });
     for (int cycle = 0; cycle < 25; ++cycle) {
         for (qsizetype count : { 3, 2 }) {
-            if (count == 3)
-                setMonitor(u"THIRD"_s, u"640/170x480/127+100+100"_s);
-            else
-                removeMonitor(u"THIRD"_s);
+            xrandr(count == 3 ? u"--setmonitor THIRD 640/170x480/127+100+100 none"_s
+                              : u"--delmonitor THIRD"_s);
             QTRY_COMPARE(QGuiApplication::screens().size(), count);
             QTRY_COMPARE(screens, count);
         }
@@ -171,10 +143,8 @@ void SlideSourceScreenIntervalTest::conversion_data()
     QTest::addColumn<int>("errors");
     QTest::newRow("screens") << QImage::Format_RGB32 << 3 << 0;
     QTest::newRow("alpha") << QImage::Format_ARGB32 << 0 << 0;
-    QTest::newRow("premultiplied alpha") << QImage::Format_ARGB32_Premultiplied << 0 << 0;
     QTest::newRow("packed RGB") << QImage::Format_RGB888 << 3 << 0;
     QTest::newRow("grey") << QImage::Format_Grayscale8 << 4 << 1;
-    QTest::newRow("16 bit colour") << QImage::Format_RGB16 << 4 << 1;
     QTest::newRow("no image") << QImage::Format_Invalid << 0 << 0;
 }
 
@@ -189,10 +159,6 @@ void SlideSourceScreenIntervalTest::conversion()
     image.fill(Qt::black);
     if (!image.isNull())
         image.setPixelColor(6, 2, format == QImage::Format_Grayscale8 ? Qt::white : Qt::red);
-    if (errors)
-        QTest::ignoreMessage(QtWarningMsg,
-            QRegularExpression(u"^\\[SlideSourceScreenInterval\\] unhandled screenshot image "
-                               "format Format_"_s));
     const std::unique_ptr<cv::Mat> mat(source.qImageToCvMat(image));
     QCOMPARE(captureError.size(), errors);
     QCOMPARE(mat->empty() ? 0 : mat->channels(), channels);
