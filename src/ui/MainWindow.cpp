@@ -242,6 +242,8 @@ void MainWindow::loginSuccessful()
 void MainWindow::showSlides(const QList<QImage>& slides)
 {
     emit internal_showSlides(slides);
+    if (!slides.isEmpty() || !m_isRecording)
+        setLastPreview({}, m_isRecording ? m_lastPreviewResolutions : QVariantList());
 }
 
 void MainWindow::showLiveStreamStartFailed(const QString& message)
@@ -371,8 +373,19 @@ void MainWindow::updateRecordingDuration()
 void MainWindow::stopPreview()
 {
     m_previewHeld = true;
-    if (SlideSourcePreview* preview = findSlideSourcePreview())
+    if (SlideSourcePreview* preview = findSlideSourcePreview()) {
+        if (preview->slideSourceName()
+            == RecorderSettings::instance()->selectedSlideSource().name())
+            setLastPreview(preview->frames(), preview->slidesResolutions());
         preview->stop();
+    }
+}
+
+void MainWindow::setLastPreview(const QList<QImage>& frames, const QVariantList& resolutions)
+{
+    m_lastPreviewFrames = frames;
+    m_lastPreviewResolutions = resolutions;
+    emit lastPreviewFramesChanged();
 }
 
 void MainWindow::restartPreview()

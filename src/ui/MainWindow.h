@@ -63,6 +63,10 @@ class MainWindow : public QObject
     Q_PROPERTY(bool mouseListenerEnabled READ mouseListenerEnabled NOTIFY never)
     Q_PROPERTY(bool screenRecordingEnabled READ screenRecordingEnabled NOTIFY never)
     Q_PROPERTY(bool quitting MEMBER m_quitting NOTIFY quittingChanged)
+    Q_PROPERTY(
+        QList<QImage> lastPreviewFrames MEMBER m_lastPreviewFrames NOTIFY lastPreviewFramesChanged)
+    Q_PROPERTY(QVariantList lastPreviewResolutions MEMBER m_lastPreviewResolutions NOTIFY
+            lastPreviewFramesChanged)
 
 public:
     explicit MainWindow(QObject* parent = nullptr);
@@ -135,6 +139,7 @@ signals:
     /// The recording is to be ended and then the application.
     void quitRequested();
     void quittingChanged();
+    void lastPreviewFramesChanged();
 
 public slots:
     void setLoading(bool isLoading);
@@ -173,6 +178,7 @@ private:
     bool refuseStart();
     void stopPreview();
     void restartPreview();
+    void setLastPreview(const QList<QImage>& frames, const QVariantList& resolutions);
     void watchTitles(const QModelIndex& parent, int first, int last);
 
     QQmlApplicationEngine m_engine;
@@ -201,6 +207,9 @@ private:
     qint64 m_mousePositionX = 0;
     qint64 m_mousePositionY = 0;
     bool m_quitting = false;
+    /// What the preview showed when it gave the source away; until the first slide is there.
+    QList<QImage> m_lastPreviewFrames;
+    QVariantList m_lastPreviewResolutions;
     /// The preview gave the device away for a start that has not become a recording yet.
     bool m_previewHeld = false;
 };

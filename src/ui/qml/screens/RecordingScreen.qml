@@ -1,5 +1,6 @@
 import QtQuick
 import QtQuick.Layouts
+import QtQuick.Window
 import Podiumcast 1.0
 import "../colors.js" as Colors
 import "../theme.js" as Theme
@@ -11,6 +12,7 @@ Rectangle {
     id: screen
 
     property var slides: []
+    readonly property bool showsScreens: recorderSettings.selectedSlideSource.type() === 2
 
     color: Colors.bgDark
 
@@ -18,7 +20,9 @@ Rectangle {
         target: mainWindow
 
         function onInternal_showSlides(slides) {
-            screen.slides = slides
+            // Until the first slide is there: what the preview showed last, which on a screen at
+            // rest is the same picture.
+            screen.slides = slides.length > 0 ? slides : mainWindow.lastPreviewFrames
         }
     }
 
@@ -59,6 +63,8 @@ Rectangle {
                     ImageItem {
                         required property int index
 
+                        clip: true
+
                         height: pictures.height
                         image: screen.slides[index]
                         width: (pictures.width + pictures.spacing) / screen.slides.length
@@ -66,6 +72,28 @@ Rectangle {
 
                         Accessible.name: qsTr("Newest slide of screen %1").arg(index + 1)
                         Accessible.role: Accessible.Graphic
+
+                        // This window is left blank in its own picture: a picture of itself in
+                        // itself would change with every change of it, and each would be a slide.
+                        Rectangle {
+                            readonly property var area: Qt.application.screens[parent.index]
+                            readonly property var self: screen.Window.window
+                            readonly property real scaling: area
+                                ? Math.min(parent.width / area.width, parent.height / area.height)
+                                : 0
+                            readonly property real offsetX: area && self
+                                ? self.x - area.virtualX : 0
+                            readonly property real offsetY: area && self ? self.y - area.virtualY : 0
+
+                            color: Theme.lineDark
+                            height: self ? self.height * scaling + 2 : 0
+                            visible: screen.showsScreens && area !== undefined
+                            width: self ? self.width * scaling + 2 : 0
+                            x: area ? (parent.width - area.width * scaling) / 2 + offsetX * scaling - 1
+                                    : 0
+                            y: area ? (parent.height - area.height * scaling) / 2 + offsetY * scaling - 1
+                                    : 0
+                        }
                     }
                 }
             }
@@ -134,6 +162,7 @@ Rectangle {
 
         Rectangle {
             Layout.fillWidth: true
+            objectName: "status"
             Layout.preferredHeight: statusGrid.implicitHeight + 3 * Theme.unit
             color: Theme.panelDark
             radius: Theme.radius
@@ -152,6 +181,9 @@ Rectangle {
                 StatusLine {
                     Layout.fillWidth: true
                     Layout.preferredWidth: 1
+                    // Changes with every move; like the duration it must not make a slide.
+                    color: Theme.pointerText
+                    font.pixelSize: Theme.fontTiny
                     name: qsTr("Mouse position: [")
                     value: mainWindow.mousePositionX + ", " + mainWindow.mousePositionY + "]"
                 }
@@ -165,8 +197,9 @@ Rectangle {
                     Layout.fillWidth: true
                     Layout.preferredWidth: 1
                     name: qsTr("Slides resolution: ")
-                    value: mainWindow.slidesResolutions.map(size => size.width + "x" + size.height)
-                                                       .join(", ")
+                    value: (mainWindow.slidesResolutions.length > 0
+                            ? mainWindow.slidesResolutions : mainWindow.lastPreviewResolutions)
+                           .map(size => size.width + "x" + size.height).join(", ")
                 }
                 StatusLine {
                     Layout.fillWidth: true
