@@ -37,4 +37,5 @@ var textOnLight = "#1c1b29"
 // of slides must find each part of the screen at least 95 % alike (tested).
 var durationText = "#a5a3b8"
 var durationFraction = "#55536a"
-var pointerText = "#5c5a72"
+var pointerText = "#55536a"
+var statusText = "#9a98b0"

@@ -1,5 +1,4 @@
 import QtQuick
-import "../colors.js" as Colors
 import "../theme.js" as Theme
 
 /// "name: value" on the dark screens.
@@ -7,7 +6,7 @@ MyLabel {
     required property string name
     property string value
 
-    color: Colors.lightGrey
+    color: Theme.statusText
     font.pixelSize: Theme.fontSmall
     maximumLineCount: 2
     text: name + value
