@@ -4,40 +4,11 @@
 #include "service/TestService.h"
 #include "web/WebApi.h"
 
-#include <QMutex>
 #include <QSignalSpy>
-#include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
 
 #include <memory>
-
-/// Collects everything that is logged in this process, for tests that search it.
-class LogCapture
-{
-public:
-    LogCapture() { s_previous = qInstallMessageHandler(&LogCapture::handle); }
-    ~LogCapture() { qInstallMessageHandler(s_previous); }
-    [[nodiscard]] static QString text()
-    {
-        QMutexLocker lock(&s_mutex);
-        return s_text;
-    }
-
-private:
-    static void handle(QtMsgType type, const QMessageLogContext& context, const QString& message)
-    {
-        {
-            QMutexLocker lock(&s_mutex);
-            s_text += message + u'\n';
-        }
-        s_previous(type, context, message);
-    }
-
-    static inline QMutex s_mutex;
-    static inline QString s_text;
-    static inline QtMessageHandler s_previous = nullptr;
-};
 
 /// Reaches the time limits, which only tests change.
 struct WebApiLimits : WebApi

@@ -1,15 +1,11 @@
-#include "settings/RecorderSettings.h"
 #include "slidesource/SlideSource.h"
 #include "ui/SlideSourcePreview.h"
-#include "ui/WindowFixture.h"
 
-#include <QElapsedTimer>
 #include <QPainter>
 #include <QPointer>
-#include <QQuickWindow>
 #include <QSemaphore>
-#include <QSignalSpy>
 #include <QTest>
+#include <QTimer>
 
 #include <atomic>
 
@@ -78,9 +74,8 @@ private:
 class TestedPreview : public SlideSourcePreview
 {
 public:
-    TestedPreview() = default;
     explicit TestedPreview(FakeSource::Script& script)
-        : m_script(&script)
+        : m_script(script)
     {
     }
 
@@ -90,37 +85,14 @@ public:
 protected:
     SlideSource* createSource() const override
     {
-        source = m_script ? new FakeSource(*m_script) : SlideSourcePreview::createSource();
-        sourcesMade += source ? 1 : 0;
+        source = new FakeSource(m_script);
+        ++sourcesMade;
         return source;
     }
 
 private:
-    FakeSource::Script* m_script = nullptr;
+    FakeSource::Script& m_script;
 };
-
-QImage filled(const QSize& size, Qt::GlobalColor color)
-{
-    QImage image(size, QImage::Format_RGB32);
-    image.fill(color);
-    return image;
-}
-
-/// What @p item paints, on yellow, one letter for each of the points asked for.
-QString painted(QQuickPaintedItem& item, const QList<QPoint>& points)
-{
-    QImage canvas(int(item.width()), int(item.height()), QImage::Format_RGB32);
-    canvas.fill(Qt::yellow);
-    QPainter painter(&canvas);
-    item.paint(&painter);
-    painter.end();
-    const QMap<QRgb, QString> letters{ { 0xffff0000, u"r"_s }, { 0xff00ff00, u"g"_s },
-        { 0xffffff00, u"-"_s } };
-    QString result;
-    for (const QPoint& point : points)
-        result += letters.value(canvas.pixel(point), u"?"_s);
-    return result;
-}
 
 } // namespace
 
@@ -129,32 +101,28 @@ class TestSlideSourcePreview : public QObject
     Q_OBJECT
 
 private slots:
-    void paintsFramesInColumns_data()
-    {
-        QTest::addColumn<QList<QImage>>("frames");
-        QTest::addColumn<QString>("expected"); // left, middle, right at top, middle, bottom
-        QTest::newRow("one is centred vertically")
-            << QList<QImage>{ filled({ 400, 100 }, Qt::red) } << u"---rrr---"_s;
-        QTest::newRow("one is left-aligned")
-            << QList<QImage>{ filled({ 100, 100 }, Qt::red) } << u"r--r--r--"_s;
-        QTest::newRow("two halves")
-            << QList<QImage>{ filled({ 99, 100 }, Qt::red), filled({ 99, 100 }, Qt::green) }
-            << u"rggrggrgg"_s;
-    }
     void paintsFramesInColumns()
     {
-        QFETCH(QList<QImage>, frames);
-        QFETCH(QString, expected);
-        const QList<QPoint> points{ { 5, 3 }, { 105, 3 }, { 190, 3 }, { 5, 50 }, { 105, 50 },
-            { 190, 50 }, { 5, 96 }, { 105, 96 }, { 190, 96 } };
         FakeSource::Script script;
-        script.images = frames;
+        script.images
+            = { QImage(99, 100, QImage::Format_RGB32), QImage(99, 50, QImage::Format_RGB32) };
+        script.images[0].fill(Qt::red);
+        script.images[1].fill(Qt::green);
         TestedPreview preview(script);
         preview.setSize({ 200, 100 });
         preview.restart();
         QTRY_VERIFY(!preview.loading());
-        QCOMPARE(painted(preview, points), expected);
-        QCOMPARE(preview.slidesResolutions().size(), frames.size());
+        QImage canvas(200, 100, QImage::Format_RGB32);
+        canvas.fill(Qt::yellow);
+        QPainter painter(&canvas);
+        preview.paint(&painter);
+        painter.end();
+        const std::pair<QPoint, QColor> expected[]
+            = { { { 5, 3 }, Qt::red }, { { 5, 96 }, Qt::red }, { { 105, 20 }, Qt::yellow },
+                  { { 105, 50 }, Qt::green }, { { 190, 70 }, Qt::green } };
+        for (const auto& [point, colour] : expected)
+            QCOMPARE(canvas.pixelColor(point), colour);
+        QCOMPARE(preview.slidesResolutions().size(), 2);
     }
 
     void slowSourceGetsOneRequestAtATime()
@@ -169,32 +137,6 @@ private slots:
         script.captureGate.release(2);
         QTRY_COMPARE(script.requests, 3); // 1 slow, 1 after it, 1 that waits again
         script.captureGate.release(1000);
-    }
-
-    void unseenPreviewAsksForNothing()
-    {
-        FakeSource::Script script;
-        QQuickWindow window;
-        TestedPreview preview(script);
-        preview.setParentItem(window.contentItem());
-        preview.setSize({ 200, 100 });
-        window.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&window));
-        preview.restart();
-        QTRY_VERIFY(!preview.loading());
-        preview.setVisible(false); // another screen of the window is shown
-        const auto requestsAfterRefresh = [&] {
-            preview.doRefresh();
-            QMetaObject::invokeMethod(
-                preview.source, [] {}, Qt::BlockingQueuedConnection);
-            return int(script.requests);
-        };
-        const int before = requestsAfterRefresh();
-        QCOMPARE(requestsAfterRefresh(), before);
-        preview.setVisible(true);
-        QVERIFY(requestsAfterRefresh() > before);
-        preview.stop();
-        preview.setParentItem(nullptr);
     }
 
     void nothingIsShownOrLeakedAfterStop()
@@ -278,25 +220,6 @@ private slots:
         QTimer::singleShot(0, this, [stopping] { delete stopping; });
         stopping->stop(); // its own event loop runs the deletion
         QTRY_COMPARE(script.matricesLeft(), 0);
-    }
-
-    void realScreenThroughFiftyRestarts()
-    {
-        WindowFixture settings;
-        auto* recorderSettings = RecorderSettings::instance();
-        TestedPreview preview;
-        recorderSettings->refreshAvailableSlideSources();
-        QTRY_VERIFY(recorderSettings->selectedSlideSource().isValid());
-        for (int round = 0; round < 50; ++round) {
-            preview.restart();
-            if (round % 10 == 0)
-                QTRY_VERIFY(!preview.loading());
-            else if (round % 3 == 0)
-                QCoreApplication::processEvents();
-        }
-        QTRY_VERIFY(!preview.loading());
-        QCOMPARE(preview.slideSourceName(), u"Interval screen capture"_s);
-        QCOMPARE(preview.sourcesMade, 50);
     }
 };
 

@@ -1,6 +1,5 @@
 #include "harness/S3Server.h"
 #include "web/LiveStreamUploader.h"
-#include "web/LiveStreamUploaderContext.h"
 
 #include <QCoreApplication>
 #include <QCryptographicHash>
@@ -16,18 +15,6 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-
-QMutex logMutex;
-QString logText;
-QtMessageHandler previousHandler = nullptr;
-
-void keepMessage(QtMsgType type, const QMessageLogContext& context, const QString& message)
-{
-    const QMutexLocker lock(&logMutex);
-    logText += message + u'\n';
-    if (type != QtDebugMsg || !message.startsWith("[LiveStreamUploader]"_L1))
-        previousHandler(type, context, message);
-}
 
 /// A fault for requests with @p match in them, @p count times.
 QJsonObject fault(const QString& match, int count, QJsonObject what)
@@ -98,7 +85,6 @@ private slots:
     void initTestCase()
     {
         qputenv("AWS_EC2_METADATA_DISABLED", "true");
-        previousHandler = qInstallMessageHandler(keepMessage);
         Aws::InitAPI(m_sdkOptions);
         QVERIFY2(m_server.start(), qUtf8Printable(m_server.errorText()));
     }
@@ -111,13 +97,7 @@ private slots:
         (void)m_server.takeRequests();
     }
 
-    void cleanupTestCase()
-    {
-        Aws::ShutdownAPI(m_sdkOptions);
-        QVERIFY(logText.contains(m_server.value(u"accessKey"_s))); // the search below can find
-        QVERIFY(!logText.contains(m_server.value(u"secret"_s)));
-        QVERIFY(!logText.contains(m_server.value(u"token"_s)));
-    }
+    void cleanupTestCase() { Aws::ShutdownAPI(m_sdkOptions); }
 
     void uploadsAFile_data()
     {
@@ -130,13 +110,9 @@ private slots:
                              const QString& key, const QString& type, qint64 size = 5000) {
             QTest::newRow(tag) << fileName << prefix << key << type << size;
         };
-        row("upper case", u"B.PNG"_s, u"p/s1/"_s, u"p/s1/b.png"_s, u"image/png"_s);
-        row("prefix without a slash", u"0-1.jpeg"_s, u"p-"_s, u"p-0-1.jpeg"_s, u"image/jpeg"_s);
-        row("unknown type", u"0-2.bmp"_s, u""_s, u"0-2.bmp"_s, u"application/octet-stream"_s);
         row("blanks, percent, plus", u"0-3.png"_s, u"a b/%41/c+d&e=f?#/"_s,
             u"a b/%41/c+d&e=f?#/0-3.png"_s, u"image/png"_s);
         row("unicode", u"0-4 Ä.jpg"_s, u"ü€/演/"_s, u"ü€/演/0-4 ä.jpg"_s, u"image/jpeg"_s);
-        row("dots", u"0-5.png"_s, u"p/../x/./"_s, u"p/../x/./0-5.png"_s, u"image/png"_s);
         row("empty file", u"0-6.png"_s, u"p/"_s, u"p/0-6.png"_s, u"image/png"_s, 0);
         row("with 100-continue", u"0-7.png"_s, u"p/"_s, u"p/0-7.png"_s, u"image/png"_s, 3 * MiB);
         row("in parts", u"0-8.png"_s, u"p/"_s, u"p/0-8.png"_s, u"image/png"_s, 20 * MiB);
@@ -183,9 +159,6 @@ private slots:
             << errorReply(400, u"ExpiredToken"_s, expired) << QString() << unknown.arg(expired);
         QTest::newRow("expired, 403")
             << errorReply(403, u"ExpiredToken"_s, expired) << QString() << unknown.arg(expired);
-        QTest::newRow("denied, XML entities")
-            << errorReply(403, u"AccessDenied"_s, u"&lt;No&gt; &amp;amp; never"_s) << QString()
-            << u"AccessDenied: <No> &amp; never"_s;
         QTest::newRow("the store quotes our secrets")
             << errorReply(403, u"AccessDenied"_s,
                    u"Bad %1 and\n%2"_s.arg(m_server.value(u"secret"_s), m_server.value(u"token"_s)))
@@ -197,11 +170,6 @@ private slots:
             << QString() << u": The reply with HTTP status 404 is no error description."_s;
         QTest::newRow("wrong bucket") << QJsonObject() << u"bucket"_s
                                       << u"NoSuchBucket: The specified bucket does not exist."_s;
-        QTest::newRow("no bucket") << QJsonObject() << u"no bucket"_s
-                                   << u"MissingParameter: Missing required field [Bucket]"_s;
-        QTest::newRow("wrong secret")
-            << QJsonObject() << u"secret"_s
-            << u"SignatureDoesNotMatch: The request signature we calculated does not match the signature you provided. Check your key and signing method."_s;
         QTest::newRow("wrong token")
             << QJsonObject() << u"token"_s
             << u"InvalidToken: Unable to parse ExceptionName: InvalidToken Message: The provided token is malformed or otherwise invalid."_s;
@@ -256,8 +224,6 @@ private slots:
         const QJsonObject reset{ { u"resetAfter"_s, 1000 } };
         QTest::newRow("SlowDown") << QJsonArray{ fault(u"PUT"_s, 3, slowDown) } << qint64(5000)
                                   << 4;
-        QTest::newRow("gateway") << QJsonArray{ fault(u"PUT"_s, 2, unreadable) } << qint64(5000)
-                                 << 3;
         QTest::newRow("reset") << QJsonArray{ fault(u"PUT"_s, 2, reset) } << 3 * MiB << 3;
         QTest::newRow("reset in the second part, SlowDown at the end")
             << QJsonArray{ fault(u"partNumber=2"_s, 1, { { u"resetAfter"_s, 3 * MiB } }),
@@ -416,15 +382,6 @@ private slots:
         m_server.command(u"release"_s);
         QCoreApplication::processEvents();
         QVERIFY(uploaded.isEmpty() && failed.isEmpty());
-    }
-
-    void contextDescribesItself()
-    {
-        const LiveStreamUploaderContext context(1, 42, u"/d/0-1.PNG"_s, u"b"_s, u"p/0-1.png"_s);
-        QString text;
-        QDebug(&text) << context;
-        QCOMPARE(text.trimmed(),
-            u"LiveStreamUploaderContext{screen=1, time=42, localPath=\"/d/0-1.PNG\", remoteBucket=\"b\", remotePath=\"p/0-1.png\"}"_s);
     }
 };
 
