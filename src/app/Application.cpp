@@ -16,6 +16,7 @@
 #include <QFileInfo>
 #include <QTimer>
 
+#include <chrono>
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -26,9 +27,9 @@ Application* applicationInstance = nullptr;
 
 // At quit a recording is finished first. Local files take a second or two; the bound is for a
 // storage server that does not answer while slides wait for their upload.
-constexpr int FinishTimeoutMs = 60'000;
+constexpr std::chrono::seconds FinishTimeout(60);
 // The wait after an operator who asked twice, or after the one above: for what is local.
-constexpr int LastWaitMs = 5'000;
+constexpr std::chrono::seconds LastWait(5);
 
 QString workDir()
 {
@@ -239,21 +240,26 @@ void Application::quit()
         return;
     }
     m_stopRequested = true;
-    QTimer::singleShot(FinishTimeoutMs, this, [] { QCoreApplication::exit(0); });
+    QTimer::singleShot(FinishTimeout, this, [] { QCoreApplication::exit(0); });
     m_recorder.requestStop();
 }
 
 void Application::finishRecording()
 {
-    if (m_recorder.state() == Recorder::Stopped)
-        return;
-    m_stopRequested = true;
     m_mainWindow->setQuitting();
+    if (m_recorder.state() != Recorder::Stopped)
+        waitForRecorder();
+    WebApi::instance()->finishRequests(LastWait);
+}
+
+void Application::waitForRecorder()
+{
+    m_stopRequested = true;
     QEventLoop loop;
     connect(&m_recorder, &Recorder::stopped, &loop, &QEventLoop::quit);
     // After quit() it has been waited for already.
     QTimer::singleShot(
-        std::exchange(m_quitting, true) ? LastWaitMs : FinishTimeoutMs, &loop, &QEventLoop::quit);
+        std::exchange(m_quitting, true) ? LastWait : FinishTimeout, &loop, &QEventLoop::quit);
     m_recorder.requestStop();
     loop.exec();
 }

@@ -41,6 +41,7 @@ private:
     void start(bool liveStream, bool connectToExistingLiveStream, const QString& presentationId);
     void onRecorderStopped();
     void finishRecording();
+    void waitForRecorder();
 
     MainWindow* m_mainWindow = nullptr; ///< child object
     Recorder m_recorder;

@@ -99,6 +99,7 @@ void Recorder::requestStart(
         return;
     // Others may still hold it when the recording has ended, so it goes with this object.
     m_presentation->setParent(this);
+    m_recordingErrors.clear();
     emit presentationCreated(m_presentation);
     m_slideRecorder.requestStart(m_presentation);
 

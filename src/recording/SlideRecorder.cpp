@@ -101,10 +101,11 @@ void SlideRecorder::retireLiveStream()
 {
     if (!m_liveStream)
         return;
-    // Later, because this is often called from within one of its signals.
+    // The last slides' reports may still fail, and the operator must hear of it.
     m_liveStream->disconnect(this);
-    m_liveStream->deleteLater();
-    m_liveStream = nullptr;
+    connect(m_liveStream, &LiveStream::slideUploadError, this, &SlideRecorder::recordingError);
+    m_liveStream->setParent(this);
+    std::exchange(m_liveStream, nullptr)->retire();
 }
 
 void SlideRecorder::onLiveStreamStartFailed(const QString& message)

@@ -4,6 +4,7 @@
 #include "web/LiveStreamUploader.h"
 #include "web/WebApi.h"
 
+#include <QCoreApplication>
 #include <QDebug>
 #include <QJsonArray>
 #include <QJsonObject>
@@ -15,6 +16,8 @@
 using namespace Qt::StringLiterals;
 
 namespace {
+
+constexpr qsizetype maxMessageLength = 500;
 
 /// A scalar as the text that a person would write for it: whole numbers without point or exponent.
 QString scalarToString(const QJsonValue& value)
@@ -62,6 +65,9 @@ LiveStream::LiveStream(
     , m_connectToExistingLiveStream(connectToExistingLiveStream)
     , m_presentationId(presentationId)
 {
+    if (const QCoreApplication* application = QCoreApplication::instance())
+        connect(application, &QCoreApplication::aboutToQuit, this,
+            [this] { m_applicationQuits = true; });
 }
 
 LiveStream::~LiveStream()
@@ -99,10 +105,21 @@ qint64 LiveStream::slidesUploadFailed() const
     return m_uploader ? m_uploader->slidesUploadFailed() : 0;
 }
 
+void LiveStream::retire()
+{
+    m_retired = true;
+    if (m_replies.isEmpty())
+        deleteLater();
+}
+
 void LiveStream::track(WebApiReply* reply)
 {
     m_replies.append(reply);
-    connect(reply, &QObject::destroyed, this, [this, reply] { m_replies.removeOne(reply); });
+    connect(reply, &QObject::destroyed, this, [this, reply] {
+        m_replies.removeOne(reply);
+        if (m_retired && m_replies.isEmpty())
+            deleteLater();
+    });
 }
 
 void LiveStream::createLiveStream()
@@ -147,6 +164,12 @@ void LiveStream::readCreateReply()
 
 void LiveStream::createLiveStreamUploader()
 {
+    if (m_applicationQuits) {
+        // An uploader made now would outlive the SDK.
+        m_running = false;
+        emit startFailed(tr("The program is ending."));
+        return;
+    }
     readCreateReply();
     qDebug() << "[LiveStream]"
              << "creating live stream uploader for" << m_confirmedPresentationId << "with prefix"
@@ -182,7 +205,8 @@ void LiveStream::handleLiveStreamCreateError(QNetworkReply::NetworkError error)
     const QJsonObject json = m_createReply ? m_createReply->jsonResponse() : QJsonObject();
     qDebug() << "[LiveStream]" << error << withoutSecrets(json).toObject();
     m_running = false;
-    QString message = json.value("message"_L1).toString();
+    // For one label: a service that answers with a novel must not fill the window.
+    QString message = json.value("message"_L1).toString().left(maxMessageLength);
     if (message.isEmpty())
         message = error == QNetworkReply::InternalServerError ? tr("Internal server error.")
                                                               : tr("Unknown error.");

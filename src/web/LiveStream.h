@@ -34,6 +34,9 @@ public:
     void requestStart();
     /// Does nothing while there is no uploader (still creating, or failed).
     void requestStop();
+    /// Deletes the session when the reports that are still under way have ended; of their failures
+    /// slideUploadError() still tells.
+    void retire();
 
     [[nodiscard]] bool isRunning() const { return m_running; }
     [[nodiscard]] int presentationStreamVersion() const { return m_presentationStreamVersion; }
@@ -100,4 +103,6 @@ private:
     QString m_lastSlideInfoWebErrorString;
     QPointer<WebApiReply> m_createReply;
     QList<WebApiReply*> m_replies; ///< outstanding; nothing may call back after the destructor
+    bool m_retired = false;
+    bool m_applicationQuits = false;
 };

@@ -96,8 +96,12 @@ void VMixApiPoller::poll()
     });
 }
 
-void VMixApiPoller::reportError(QNetworkReply::NetworkError code, const QString& text)
+void VMixApiPoller::reportError(QNetworkReply::NetworkError code, const QString& words)
 {
+    // Qt's words name the whole address, which may hold a password.
+    const QUrl url(m_endpoint, QUrl::TolerantMode);
+    QString text = words;
+    text.replace(url.toString(), url.toDisplayString(QUrl::RemoveUserInfo));
     qWarning() << "[VMixApiPoller]" << text << code;
     m_lastError = tr("Polling vMix API failed: %1 (%2).").arg(int(code)).arg(text);
     emit pollingError(m_lastError);

@@ -46,7 +46,7 @@ protected:
 
 private:
     void dropRequests();
-    void reportError(QNetworkReply::NetworkError code, const QString& text);
+    void reportError(QNetworkReply::NetworkError code, const QString& words);
 
     QString m_endpoint;
     QTimer m_timer;

@@ -4,9 +4,13 @@
 
 #include <QCoreApplication>
 #include <QDebug>
+#include <QEventLoop>
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QTimer>
 #include <QUrl>
+
+#include <algorithm>
 
 using namespace Qt::StringLiterals;
 
@@ -55,6 +59,24 @@ void WebApi::closeNetwork()
 {
     qDeleteAll(m_network.findChildren<QNetworkReply*>());
     m_network.clearConnectionCache();
+}
+
+void WebApi::finishRequests(std::chrono::milliseconds timeLimit)
+{
+    const auto underWay = [this] {
+        const auto replies = m_network.findChildren<QNetworkReply*>();
+        return std::any_of(replies.begin(), replies.end(),
+            [](const QNetworkReply* reply) { return !reply->isFinished(); });
+    };
+    if (!underWay())
+        return;
+    QEventLoop loop;
+    connect(&m_network, &QNetworkAccessManager::finished, &loop, [&] {
+        if (!underWay())
+            loop.quit();
+    });
+    QTimer::singleShot(timeLimit, &loop, &QEventLoop::quit);
+    loop.exec();
 }
 
 qsizetype WebApi::requestsInFlight() const

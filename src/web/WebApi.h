@@ -81,6 +81,10 @@ public:
         qint64 presentationStreamStart, const RecordingAppPingData& recordingApp,
         const VMixPingData& vMix);
 
+    /// Waits in a local event loop until no request is under way, at most @p timeLimit: at the end
+    /// of the program the last slide's report is still to be sent.
+    void finishRequests(std::chrono::milliseconds timeLimit);
+
 signals:
     void property_loggedInChanged(bool loggedIn);
     void loginSuccessful();
