@@ -16,7 +16,7 @@ while [ $# -gt 0 ]; do
     esac
 done
 
-dir=$(mktemp -d "${TMPDIR:-/tmp}/podiumcast-desktop.XXXXXX") || exit 1
+dir=$(mktemp -d) || exit 1
 chmod 700 "$dir"
 mkdir -m 700 "$dir/run" "$dir/config" "$dir/home"
 pids=()

@@ -15,7 +15,7 @@ isolate=(unshare --net)
 "${isolate[@]}" true 2>/dev/null || skip "no network namespace"
 command -v ip >/dev/null || skip "no ip command"
 
-directory=$(mktemp -d "${TMPDIR:-/tmp}/podiumcast-ndi.XXXXXX") || exit 1
+directory=$(mktemp -d) || exit 1
 trap 'rm -rf "$directory"' EXIT
 # Found without multicast: there is no mDNS on loopback.
 echo '{"ndi":{"networks":{"ips":"127.0.0.1","discovery":""}}}' >"$directory/ndi-config.v1.json"
