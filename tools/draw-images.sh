@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Draws the pictures that the repository holds: the window's images (src/ui/qml/images) and the
-# application's icon (data/icons). Needs rsvg-convert (Debian: librsvg2-bin).
+# application's icon (data/icons). Needs rsvg-convert and convert (Debian: librsvg2-bin, imagemagick).
 set -eu
 cd "$(dirname "$0")/.."
 images=src/ui/qml/images icons=data/icons
@@ -59,3 +59,4 @@ SVG
 for size in 16 24 32 48 64 128 256; do
     draw "$icons/podiumcast-recorder-$size.png" "$size" < "$icons/podiumcast-recorder.svg"
 done
+convert "$icons"/podiumcast-recorder-{16,24,32,48,64,128,256}.png "$icons/podiumcast-recorder.ico"
