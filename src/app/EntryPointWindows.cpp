@@ -4,6 +4,7 @@
 
 #include <shellapi.h>
 
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -41,7 +42,14 @@ int WINAPI WinMain(HINSTANCE, HINSTANCE, LPSTR, int)
     for (std::string& argument : arguments)
         argv.push_back(argument.data());
     argv.push_back(nullptr);
-    return qMain(argc, argv.data());
+    const int result = qMain(argc, argv.data());
+
+    // Everything of ours is finished and on disk. The ordinary end of a process kills the threads
+    // that libraries and drivers keep and then runs the libraries' destructors, which wait for ever
+    // for a lock that such a thread held: seen after recordings, in the C++ run-time.
+    std::fflush(nullptr);
+    TerminateProcess(GetCurrentProcess(), UINT(result));
+    return result;
 }
 
 int main()

@@ -23,6 +23,9 @@ constexpr int StillChecksUntilSilence = 3;
 // Backends end inside QAudioSource::stop(); one that does not gets this long to report it.
 constexpr int StopTimeoutMs = 2000;
 constexpr int SampleRate = 48000;
+// The backends read on this thread, and what does not fit until then is lost: with the 200 ms that
+// Windows gives by itself, a busy machine had gaps in the sound.
+constexpr qint64 BufferUs = 1000000;
 
 QAudioFormat chooseFormat(const QAudioDevice& device)
 {
@@ -132,6 +135,7 @@ void AudioRecorder::openSource()
         m_source = new QAudioSource(device, format, this);
         connect(m_source, &QAudioSource::stateChanged, this,
             &AudioRecorder::handleAudioInputStateChange);
+        m_source->setBufferSize(format.bytesForDuration(BufferUs));
         m_source->start(&m_file); // may become active, and Started, in here
         if (!m_source)
             return; // a receiver of started() has stopped us

@@ -12,12 +12,12 @@
 #include <QImage>
 #include <QPainter>
 #include <QScreen>
-#include <QSocketNotifier>
 #include <QWindow>
 
 #include <cstdio>
 #include <iostream>
 #include <string>
+#include <thread>
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -30,6 +30,7 @@ public:
     {
         setFlags(Qt::FramelessWindowHint | Qt::BypassWindowManagerHint
             | Qt::WindowTransparentForInput | Qt::WindowDoesNotAcceptFocus);
+        setProperty("_q_showWithoutActivating", true); // what Windows goes by
         setTitle(u"Slides"_s);
         setGeometry(screen()->virtualGeometry());
     }
@@ -63,6 +64,17 @@ public:
         m_changedAt = QDateTime::currentMSecsSinceEpoch();
         hide();
         answer("hidden");
+    }
+
+    void obey(const std::string& line)
+    {
+        if (line == "hide") {
+            hidePicture();
+        } else if (line.rfind("show ", 0) != 0
+            || !showPicture(QString::fromStdString(line.substr(5)))) {
+            std::printf("failed\n");
+            std::fflush(stdout);
+        }
     }
 
 protected:
@@ -110,18 +122,13 @@ int main(int argc, char** argv)
     QGuiApplication app(argc, argv);
     QGuiApplication::setQuitOnLastWindowClosed(false);
     DeckPlayer player;
-    QSocketNotifier commands(0, QSocketNotifier::Read);
-    QObject::connect(&commands, &QSocketNotifier::activated, &player, [&player] {
-        std::string line;
-        if (!std::getline(std::cin, line)) {
-            QCoreApplication::quit();
-        } else if (line == "hide") {
-            player.hidePicture();
-        } else if (line.rfind("show ", 0) != 0
-            || !player.showPicture(QString::fromStdString(line.substr(5)))) {
-            std::printf("failed\n");
-            std::fflush(stdout);
-        }
+    // A thread reads the commands: waiting for a pipe is not portable otherwise.
+    std::thread commands([&player] {
+        for (std::string line; std::getline(std::cin, line);)
+            QMetaObject::invokeMethod(&player, [&player, line] { player.obey(line); });
+        QMetaObject::invokeMethod(qApp, &QCoreApplication::quit);
     });
-    return QCoreApplication::exec();
+    const int result = QCoreApplication::exec();
+    commands.join();
+    return result;
 }

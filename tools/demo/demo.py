@@ -62,7 +62,9 @@ class Talk:
                      options.path_prefix)
         self.recorder = live.LiveRecorder(self.servers, *arguments) if self.servers \
             else Recorder(*arguments)
-        self.truth = {"hertz": TONE_HERTZ, "views": [], "screens": [[0, 0, 1920, 1080]]}
+        self.truth = {"hertz": TONE_HERTZ, "views": [], "screens": [[0, 0, 1920, 1080]],
+                      # Wine's sound system starts and stops that much beside what it is told.
+                      "soundSlack": 150 if options.path_prefix else 0}
 
     def wander(self, until):
         """Moves the pointer four times a second, never twice to one place."""
@@ -124,13 +126,13 @@ def main():
     parser.add_argument("--deck", default="")
     parser.add_argument("--seconds-per-slide", type=float, default=4)
     parser.add_argument("--output", default="")
-    parser.add_argument("--launcher", default="", help="what starts the recorder, e.g. wine …")
+    parser.add_argument("--launcher", default="", help="what starts recorder and player, e.g. wine")
     parser.add_argument("--service", default="", help="stream live; the test service's program")
     parser.add_argument("--prove-checker", action="store_true",
                         help="afterwards, see that the checker finds what is spoilt on purpose")
     parser.add_argument("--path-prefix", default="", help="how the recorder sees /, e.g. Z:")
     options = parser.parse_args()
-    with Helpers(options.player) as helpers:
+    with Helpers(options.player, options.launcher) as helpers:
         talk = Talk(options, helpers)
         print(f"Recording a talk of {len(talk.pictures)} picture(s), {talk.seconds:g} s each …", flush=True)
         with talk.recorder:

@@ -58,14 +58,15 @@ def sleep_until(moment):
 class Helpers:
     """The processes around the recorder; they end with the `with` block."""
 
-    def __init__(self, player=None):
+    def __init__(self, player=None, launcher=""):
         self.directory = pathlib.Path(tempfile.mkdtemp(prefix="podiumcast-"))
         self.processes = []
         self.start("openbox", stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         wait_for("the window manager",
                  lambda: "window id" in run("xprop", "-root", "_NET_SUPPORTING_WM_CHECK"))
-        self.player = player and self.start(player, stdin=subprocess.PIPE, stdout=subprocess.PIPE,
-                                            text=True, bufsize=1)
+        self.player = player and self.start(
+            *shlex.split(launcher), player, stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True,
+            bufsize=1)
 
     def start(self, *command, **options):
         self.processes.append(subprocess.Popen([str(part) for part in command], **options))
@@ -129,6 +130,7 @@ class Recorder:
         self.pointer = Pointer()
         self.log = self.work_dir.parent / "recorder.log"
         self.begin = now()
+        self.windows = bool(path_prefix)
         self.process = subprocess.Popen(
             shlex.split(command) if isinstance(command, str) else command,
             stdout=self.log.open("w"), stderr=subprocess.STDOUT,
@@ -227,9 +229,13 @@ class Recorder:
         return pressed
 
     def close(self):
-        """Closes the window with the keyboard and waits for the program to end well."""
-        run("xdotool", "windowactivate", "--sync", *self.window)
-        run("xdotool", "key", "alt+F4")
+        """Closes the window and waits for the program to end well."""
+        if self.windows:  # the window manager only knows the desktop that Wine draws windows in
+            x, y, width, _ = self.geometry()
+            Pointer().click(x + width - 14, y + 13)
+        else:
+            run("xdotool", "windowactivate", "--sync", *self.window)
+            run("xdotool", "key", "alt+F4")
         self.wait_for_end()
 
     def wait_for_end(self):

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds the Windows program and its tests and runs them here, under Wine on a virtual desktop with
-# the virtual microphone: first the tests, then the demonstration, which tests/demo checks.
+# the virtual microphone: first the tests, then the demonstration, which tools/demo checks.
 #   PODIUMCAST_WINDOWS_SDK=… tools/windows/test.sh [test or "demo" …]     (default: all)
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/../.."
@@ -9,7 +9,6 @@ tests=(tst_logging tst_workdirectory tst_wavfileheader tst_presentation tst_sett
     BlockingQueueTest SlideProcessorTest tst_windows)
 tools/install-dependencies.sh tools/packages-test.txt
 tools/windows/build.sh
-tools/build.sh dev --target DeckPlayer
 
 sdk=$(tools/windows/sdk.sh)
 export WINEPREFIX=$PWD/build/wine WINEDEBUG=-all WINEDLLOVERRIDES='mscoree,mshtml=d' LC_ALL=C.UTF-8
@@ -41,8 +40,8 @@ for test in "${tests[@]}"; do
     cat "$test.txt"
 done
 if [[ $wanted == *" demo "* ]]; then
-    on_desktop demo /usr/bin/python3 tests/demo/demo.py --seconds-per-slide 3 --launcher wine \
-        --path-prefix Z: --player build/dev/tests/demo/DeckPlayer \
+    on_desktop demo /usr/bin/python3 tools/demo/demo.py --seconds-per-slide 3 --launcher wine \
+        --path-prefix Z: --player build/windows/tools/demo/DeckPlayer.exe \
         --recorder build/windows/src/app/PodiumcastRecorder.exe
 fi
 [ ${#failed[@]} = 0 ] || { echo "Failed under Wine: ${failed[*]}" >&2; exit 1; }
