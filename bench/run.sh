@@ -60,6 +60,6 @@ QT_QPA_PLATFORM=offscreen "$build/bench/podiumcast_bench_upload"
 
 # In a network of its own; without the NDI runtime this says "skipped".
 printf '\n'
-QT_QPA_PLATFORM=offscreen PODIUMCAST_NDI_SENDER=$PWD/$build/tests/slidesource/ndisender \
+QT_QPA_PLATFORM=offscreen PODIUMCAST_NDI_SENDER=$PWD/$build/tools/ndisender/ndisender \
     tests/harness/ndi-network.sh "$PWD/build/ndi-runtime" -- "$build/bench/slidesource_bench" "$seconds" ||
     [ $? = 77 ]

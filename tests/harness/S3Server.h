@@ -5,7 +5,7 @@
 #include <QProcess>
 #include <QString>
 
-/// A real S3 server on loopback, started by s3-server.py (which describes the commands and faults).
+/// A real S3 server on loopback, tools/demo/s3-server.py, which describes the commands and faults.
 /// Start one for a whole test program: it takes about two seconds.
 class S3Server
 {

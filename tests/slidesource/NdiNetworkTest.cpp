@@ -1,6 +1,6 @@
 #include "NdiSender.h"
-#include "NdiSenderClock.h"
 #include "SourceProbe.h"
+#include "ndisender/NdiSenderClock.h"
 #include "recording/Presentation.h"
 #include "recording/SlideRecorder.h"
 #include "settings/RecorderSettings.h"
@@ -65,52 +65,31 @@ private slots:
         QVERIFY(m_sender.order(u"create Slow 320 240 5"_s));
         QTRY_VERIFY_WITH_TIMEOUT(
             find(u"Small"_s) && find(u"Large"_s) && find(u"Slow"_s), ConnectMs);
-        QCOMPARE(find(u"Large"_s)->type(), SlidesSourceInfo::NDISource);
         QVERIFY(find(u"Large"_s)->id().startsWith("127.0.0.1:"));
-    }
-
-    void frames_data()
-    {
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<QSize>("size");
-        QTest::newRow("640x360 at 25") << u"Small"_s << QSize(640, 360);
-        QTest::newRow("1920x1080 at 60") << u"Large"_s << QSize(1920, 1080);
     }
 
     void frames()
     {
-        QFETCH(QString, name);
-        QFETCH(QSize, size);
-        SourceProbe probe(*find(name));
+        SourceProbe probe(*find(u"Large"_s));
         QVERIFY(probe.becomesReady());
         for (const QColor& colour : { QColor(200, 40, 90), QColor(20, 180, 60) }) {
-            QVERIFY(m_sender.order(fill(name, colour)));
+            QVERIFY(m_sender.order(fill(u"Large"_s, colour)));
             QImage image; // a forced capture may find nothing: the next frame is not there yet
             QTRY_VERIFY_WITH_TIMEOUT(
                 (image = image.isNull() || !shows(image, colour) ? probe.forcedImage() : image,
                     shows(image, colour)),
                 ConnectMs);
-            QCOMPARE(image.size(), size);
+            QCOMPARE(image.size(), QSize(1920, 1080));
             QCOMPARE(image.pixelColor(1, 1).alpha(), 255);
             QCOMPARE(probe.captures.last().mat.type(), CV_8UC4);
         }
     }
 
-    void newestFrame_data()
-    {
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<int>("oldest"); // a frame's duration, and what the network takes
-        QTest::newRow("at 25") << u"Small"_s << 250;
-        QTest::newRow("at 5") << u"Slow"_s << 500;
-    }
-
-    /// What a slide shows is on air now: the runtime's queue of ten frames is 0.4 s and 2 s deep.
+    /// What a slide shows is on air now: the runtime's queue of ten frames is 2 s deep.
     void newestFrame()
     {
-        QFETCH(QString, name);
-        QFETCH(int, oldest);
-        QVERIFY(m_sender.order(u"clock "_s + name));
-        SourceProbe probe(*find(name));
+        QVERIFY(m_sender.order(u"clock Slow"_s));
+        SourceProbe probe(*find(u"Slow"_s));
         QVERIFY(probe.becomesReady());
         QTRY_VERIFY_WITH_TIMEOUT(!probe.captures.isEmpty(), ConnectMs);
         int best = ClockPeriodMs;
@@ -127,7 +106,7 @@ private slots:
             const int shown = brightest * ClockPeriodMs / (image.width() - ClockBarWidth);
             best = std::min(best, (now - shown + ClockPeriodMs) % ClockPeriodMs);
         }
-        QVERIFY2(best <= oldest, qPrintable(u"%1 ms old"_s.arg(best)));
+        QVERIFY2(best <= 500, qPrintable(u"%1 ms old"_s.arg(best)));
     }
 
     /// One slide for each change, also over a change of size and a sender that goes and comes back.

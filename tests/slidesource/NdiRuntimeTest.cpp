@@ -48,23 +48,6 @@ private slots:
             QVERIFY(info.type() != SlidesSourceInfo::NDISource);
     }
 
-    void sourceWithoutRuntime()
-    {
-        const std::unique_ptr<SlideSource> source(SlideSource::create(
-            SlidesSourceInfo(true, SlidesSourceInfo::NDISource, "127.0.0.1:5961", 0, u"A (B)"_s)));
-        QSignalSpy errors(source.get(), &SlideSource::captureError);
-        QSignalSpy ready(source.get(), &SlideSource::ready);
-        QSignalSpy stopped(source.get(), &SlideSource::stopped);
-        QTest::ignoreMessage(QtWarningMsg,
-            QRegularExpression(u"^\\[SlideSourceNDI\\] creating NDI receiver failed "_s));
-        source->start();
-        QVERIFY(source->wait(5000));
-        QTRY_COMPARE(errors.size(), 1);
-        QCOMPARE(errors.first().first().toString(),
-            u"Creating NDI receiver failed. No slides will be captured."_s);
-        QCOMPARE(ready.size() + stopped.size(), 0);
-    }
-
     void load_data()
     {
         QTest::addColumn<QString>("v6");

@@ -4,7 +4,7 @@
 #include <QString>
 #include <QTest>
 
-/// The sending process (ndisender.cpp), whose path is in PODIUMCAST_NDI_SENDER.
+/// The sending process (tools/ndisender), whose path is in PODIUMCAST_NDI_SENDER.
 class NdiSender
 {
 public:

@@ -59,12 +59,8 @@ private slots:
         QTest::addColumn<QStringList>("errors");
         const QSize none;
         QTest::newRow("native") << true << QSize(1280, 720) << true << none << QStringList();
-        QTest::newRow("1280x720") << false << QSize(1280, 720) << true << QSize(1280, 720)
-                                  << QStringList();
         QTest::newRow("just large enough")
             << false << QSize(101, 101) << true << QSize(101, 101) << QStringList();
-        QTest::newRow("too narrow")
-            << false << QSize(100, 720) << true << none << QStringList{ InvalidResolution };
         QTest::newRow("no device") << true << none << false << none << QStringList{ OpenFailed };
         QTest::newRow("too low, and no device") << false << QSize(1280, 100) << false << none
                                                 << QStringList{ InvalidResolution, OpenFailed };
@@ -115,9 +111,6 @@ private slots:
             const qint64 age = (now / CameraScript::FrameMs - shown + 4 * FileFrames) % FileFrames;
             QVERIFY2(age <= 8, qPrintable(u"%1 frames old"_s.arg(age)));
         }
-        QTest::ignoreMessage(QtWarningMsg,
-            "[SlideSourceCamera] captureSlide can only be called from the slide source thread");
-        probe.source->captureSlide();
     }
 
     /// Failed reads travel as empty frames; the operator hears once, the device is opened again.

@@ -96,28 +96,6 @@ private slots:
         QCOMPARE(capture.image.pixelColor(5, 40), QColor(red, 5, 40));
     }
 
-    void timedCaptures()
-    {
-        SourceProbe probe(m_info);
-        QVERIFY(probe.becomesReady());
-        const FakeNdiFrame frame{ NdiRuntime::Video, 3 };
-        m_push(&frame);
-        QTRY_COMPARE(probe.captures.size(), 1);
-        const qint64 time = probe.captures.first().time;
-        QVERIFY2(time >= 950 && time < 3000, qPrintable(QString::number(time)));
-        QVERIFY(!probe.captures.first().forced);
-        const QVariantMap size = probe.source->slidesResolutions().value(0).toMap();
-        QCOMPARE(size.value(u"width"_s).toDouble(), 64.0);
-
-        QTest::ignoreMessage(QtWarningMsg,
-            "[SlideSourceNDI] captureSlide can only be called from the slide source thread");
-        m_push(&frame);
-        probe.source->captureSlide();
-        QVERIFY(probe.stopsPromptly());
-        QTRY_COMPARE(probe.stopped, 1);
-        QCOMPARE(probe.captures.size(), 1);
-    }
-
     void cleanup() { QCOMPARE(m_held(), 0); }
 
 private:

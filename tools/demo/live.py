@@ -1,6 +1,6 @@
 """The live part of the demonstration: the servers, the login, and the proof from the servers' side.
 
-A service with TLS (tests/service), an S3 server (tests/harness/s3-server.py) and a video switcher
+A service with TLS (tests/service), an S3 server (s3-server.py) and a video switcher
 run on loopback. The recorder trusts the service's authority as it trusts any other: it is among the
 system's certificates that the recorder sees (with_authority.sh).
 """
@@ -35,7 +35,7 @@ class Servers:
         self.secrets = {name: f"{name}-{secrets.token_hex(8)}"
                         for name in ("password", "token", "key", "session")}
         self.store = helpers.start(
-            "/usr/bin/python3", HERE.parents[1] / "tests/harness/s3-server.py", "--bucket", BUCKET,
+            "/usr/bin/python3", HERE / "s3-server.py", "--bucket", BUCKET,
             "--secret", self.secrets["key"], "--token", self.secrets["session"],
             stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True, bufsize=1)
         self.store_values = json.loads(self.store.stdout.readline() or "{}")

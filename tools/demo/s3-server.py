@@ -1,5 +1,6 @@
 #!/usr/bin/python3
-"""An S3 server for the tests: OpenStack Swift's S3 API behind a strict front, in one process.
+"""An S3 server for the demonstration and the tests: OpenStack Swift's S3 API behind a strict front,
+in one process.
 
 Swift checks the signatures; the front checks what Swift lets pass (body hashes, the session token,
 virtual hosts, what is signed) and makes faults on demand. Everything is on loopback, on free ports
