@@ -238,8 +238,11 @@ class Recorder:
             run("xdotool", "key", "alt+F4")
         self.wait_for_end()
 
-    def wait_for_end(self):
-        wait_for("the end of the program", lambda: self.process.poll() is not None, 70)
+    def wait_for_end(self, seconds=70):
+        try:
+            wait_for("the end of the program", lambda: self.process.poll() is not None, seconds)
+        except Failure as failure:
+            raise Failure(f"{failure}; its log ends: {self.output()[-1500:]}") from None
         if self.process.returncode != 0:
             raise Failure(f"the recorder ended with {self.process.returncode}: {self.output()[-2000:]}")
 
