@@ -150,8 +150,11 @@ void RecorderSettings::save()
     settings.setValue(SlideHeightKey, m_slideHeight);
     settings.setValue(PointerRecordingEnabledKey, m_pointerRecordingEnabled);
     settings.setValue(AudioChannelCountKey, m_audioChannelCount);
-    settings.setValue(SelectedSlideSourceKey, m_selectedSlideSource.id());
-    settings.setValue(SelectedAudioInputKey, m_selectedAudioInput.id());
+    // Until the first list of each kind is there, its stored choice has not been applied yet.
+    if (m_slideSourcesLoaded)
+        settings.setValue(SelectedSlideSourceKey, m_selectedSlideSource.id());
+    if (m_audioInputsLoaded)
+        settings.setValue(SelectedAudioInputKey, m_selectedAudioInput.id());
 }
 
 void RecorderSettings::load()
@@ -178,12 +181,17 @@ void RecorderSettings::refreshAvailableSlideSources()
     m_slideSourceLister.request();
 }
 
-void RecorderSettings::applySlideSources(const QList<SlidesSourceInfo>& sources)
+void RecorderSettings::applySlideSources(const QList<SlidesSourceInfo>& sources, bool complete)
 {
-    if (!sameCatalogue(m_availableSlideSources, sources)) {
+    // The same sources may have got other indices: a camera's index moves when one before it goes.
+    const bool same = sameCatalogue(m_availableSlideSources, sources);
+    m_availableSlideSources = sources;
+    const qsizetype selected = sources.indexOf(m_selectedSlideSource);
+    if (selected >= 0)
+        m_selectedSlideSource = sources.at(selected);
+    if (!same) {
         qDebug() << "[RecorderSettings]"
                  << "available cameras changed";
-        m_availableSlideSources = sources;
         emit property_availableSlideSourcesChanged();
         if (m_slideSourcesLoaded && !m_availableSlideSources.contains(m_selectedSlideSource)) {
             // Recording something else than the operator chose must not happen unnoticed.
@@ -195,9 +203,12 @@ void RecorderSettings::applySlideSources(const QList<SlidesSourceInfo>& sources)
             selectDefaultSlideSource();
         }
     }
-    if (!m_slideSourcesLoaded) {
+    if (!m_slideSourcesLoaded && complete) {
         m_slideSourcesLoaded = true;
         loadSelectedSlideSourceSettings();
+    } else if (!m_slideSourcesLoaded) {
+        // Something to record with until the devices have answered; not what is stored.
+        selectDefaultSlideSource();
     }
 }
 

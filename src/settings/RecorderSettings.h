@@ -88,7 +88,7 @@ private:
     RecorderSettings();
 
     void loadBasicSettings();
-    void applySlideSources(const QList<SlidesSourceInfo>& sources);
+    void applySlideSources(const QList<SlidesSourceInfo>& sources, bool complete);
     void assignSlideSource(const SlidesSourceInfo& source);
     void setSlideSourceProblem(const QString& problem);
     void loadSelectedSlideSourceSettings();

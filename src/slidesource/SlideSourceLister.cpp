@@ -99,7 +99,7 @@ void SlideSourceLister::deliver(const QList<SlidesSourceInfo>& sources)
 {
     m_slowTimer.stop();
     m_listedOnce = true;
-    emit listed(sources);
+    emit listed(sources, true);
 }
 
 void SlideSourceLister::reportSlowListing()
@@ -107,5 +107,5 @@ void SlideSourceLister::reportSlowListing()
     qWarning() << "[SlideSourceLister]"
                << "listing the slide sources takes long: a driver does not answer";
     if (!m_listedOnce)
-        deliver(SlidesSourceInfo::availableSlideSourcesGeneral());
+        emit listed(SlidesSourceInfo::availableSlideSourcesGeneral(), false);
 }

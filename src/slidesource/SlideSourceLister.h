@@ -31,7 +31,8 @@ public:
 signals:
     /// A listing is there. When the first of all takes longer than SlowListingMs, this comes with
     /// the sources that need no driver, so that the operator can record the screens meanwhile.
-    void listed(const QList<SlidesSourceInfo>& sources);
+    /// @p complete is false for what is known before the devices have answered.
+    void listed(const QList<SlidesSourceInfo>& sources, bool complete);
 
 private:
     static constexpr int SlowListingMs = 5000;

@@ -14,7 +14,9 @@ Rectangle {
     property var messages: []
 
     function add(message) {
-        messages = messages.concat([message]).slice(-maximumMessages)
+        // Pressed again, refused again: the same words once.
+        if (messages.length === 0 || messages[messages.length - 1] !== message)
+            messages = messages.concat([message]).slice(-maximumMessages)
     }
     function clear() {
         messages = []

@@ -18,6 +18,10 @@ ListView {
     keyNavigationEnabled: true
     reuseItems: true
 
+    // Rows are sorted in while the list is read; the current one would travel with the first.
+    onCountChanged: if (!activeFocus)
+        currentIndex = count > 0 ? 0 : -1
+
     Accessible.name: qsTr("Recordings")
     Accessible.role: Accessible.List
     Keys.onEnterPressed: if (currentItem) currentItem.open()

@@ -21,6 +21,7 @@ MyScrollPage {
         target: mainWindow
 
         function onInternal_loginFailed() {
+            login.clearPassword()
             login.showFailure(qsTr("Login failed.<br>Check your email and password."))
             login.focusEmail()
         }
@@ -29,11 +30,11 @@ MyScrollPage {
         }
         function onInternal_loginSuccessful() {
             console.log("[QML] Login success.")
+            login.clearPassword()
+            login.clearStatus()
             // The answer may be late: by then a recording may have been started by hand.
             if (mainWindow.isRecording || mainWindow.isLoading)
                 return
-            login.clearStatus()
-            login.clearPassword()
             mainWindow.qml_startLiveStream(loginSettings.liveStreamResume,
                                            loginSettings.liveStreamPresentationId)
         }

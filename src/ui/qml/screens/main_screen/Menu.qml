@@ -136,7 +136,7 @@ Rectangle {
 
                     color: Colors.brightRed
                     font.pixelSize: Theme.fontSmall
-                    maximumLineCount: 4
+                    maximumLineCount: 6
                     text: [recorderSettings.slideSourceProblem, preview.errorMessage]
                               .filter(message => message.length > 0).join("\n")
                     width: parent.width - 2 * Theme.unit
