@@ -82,18 +82,6 @@ private slots:
         QTRY_VERIFY(!m_window->findSlideSourcePreview()->property("loading").toBool());
     }
 
-    void quitDuringARecordingFinishesItFirst()
-    {
-        m_window->qml_startRecording();
-        QTRY_VERIFY(m_window->isRecording());
-        m_window->qml_captureSlide();
-        QTRY_VERIFY(m_window->property("slidesSaved").toLongLong() >= 1);
-        QSignalSpy recording(m_window, &MainWindow::property_recordingChanged);
-        m_application->requestQuit();
-        QTRY_VERIFY(!m_window->isRecording());
-        QCOMPARE(recording.size(), 1);
-    }
-
 private:
     static void setWorkDir(const QString& path)
     {

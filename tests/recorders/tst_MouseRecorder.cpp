@@ -57,9 +57,8 @@ void TestMouseRecorder::recordsDistinctPositions()
 {
     MouseRecording recording;
     QVERIFY(recording.start());
-    QStringList commands{ u"mousemove 10 20 mousemove 10 20 click 1 click 4"_s,
-        u"mousemove 1919 1079 mousedown 1 mousemove 10 20 mouseup 1"_s };
-    QStringList expected{ u"10 20"_s, u"1919 1079"_s, u"10 20"_s };
+    QStringList commands{ u"mousemove 10 20 mousemove 10 20 click 4 mousemove 1919 1079"_s };
+    QStringList expected{ u"10 20"_s, u"1919 1079"_s };
     for (int i = 0; i < 500; ++i) { // a burst, faster than the event loop turns
         expected << u"%1 %2"_s.arg(100 + i).arg(200 + i);
         commands << u"mousemove "_s + expected.last();

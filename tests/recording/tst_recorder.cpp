@@ -1,12 +1,11 @@
 #include "recording/Presentation.h"
-#include "recording/Recorder.h"
+#include "recording/WatchedRecorder.h"
 #include "settings/RecorderSettings.h"
 #include "slidesource/SlideImage.h"
 
 #include <QFile>
 #include <QFileInfo>
 #include <QGuiApplication>
-#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
@@ -43,16 +42,13 @@ private slots:
 
     void startsAndStopsInOrder()
     {
-        Recorder recorder;
-        QSignalSpy started(&recorder, &Recorder::started);
-        QSignalSpy stopped(&recorder, &Recorder::stopped);
+        WatchedRecorder recorder;
         QSignalSpy states(&recorder, &Recorder::property_stateChanged);
         QSignalSpy slides(&recorder, &Recorder::slidesCapturedSignal);
-        QSignalSpy errors(&recorder, &Recorder::recordingError);
 
         recorder.requestStart(false, false, QString());
         QCOMPARE(recorder.state(), Recorder::Starting);
-        QVERIFY(started.wait());
+        QVERIFY(recorder.starts.wait());
         const QDir dir(m_dir->filePath(recorder.liveStreamPresentationTitle()));
         recorder.requestStart(false, false, QString()); // one at a time
         QTRY_COMPARE_WITH_TIMEOUT(slides.size(), 1, 5000);
@@ -61,13 +57,13 @@ private slots:
         // Asked for in the same turn as the stop, so the stop must wait for it.
         recorder.captureSlide();
         recorder.requestStop();
-        QVERIFY(stopped.wait());
+        QVERIFY(recorder.stops.wait());
         QCOMPARE(recorder.state(), Recorder::Stopped);
         QList<int> seen;
         for (const QVariantList& state : states)
             seen.append(state.at(0).value<Recorder::State>());
         QCOMPARE(seen, QList<int>({ 3, 1, 2, 0 }));
-        QVERIFY2(errors.isEmpty(), qPrintable(errors.value(0).value(0).toString()));
+        QCOMPARE(recorder.told(), QString());
 
         QCOMPARE(dir.entryList({ u"*.png"_s }),
             QStringList({ u"0-0001.png"_s, u"0-0002.png"_s, u"0-0003.png"_s }));
@@ -79,27 +75,24 @@ private slots:
     {
         for (const int delayMs : { 0, 50, 100, 110, 150, 250 }) {
             init(); // two recordings in one second need different directories
-            Recorder recorder;
-            QSignalSpy stopped(&recorder, &Recorder::stopped);
+            WatchedRecorder recorder;
             recorder.requestStart(false, false, QString());
             QTimer::singleShot(delayMs, &recorder, &Recorder::requestStop);
-            QVERIFY2(stopped.wait(), qPrintable(QString::number(delayMs)));
+            QVERIFY2(recorder.stops.wait(), qPrintable(QString::number(delayMs)));
             QCOMPARE(recorder.state(), Recorder::Stopped);
-            QCOMPARE(stopped.size(), 1);
+            QCOMPARE(recorder.stops.size(), 1);
         }
     }
 
     void startAndStopFiftyTimes()
     {
-        Recorder recorder;
-        QSignalSpy started(&recorder, &Recorder::started);
-        QSignalSpy stopped(&recorder, &Recorder::stopped);
+        WatchedRecorder recorder;
         for (int i = 0; i < 50; ++i) {
             init();
             recorder.requestStart(false, false, QString());
-            QTRY_COMPARE(started.size(), i + 1);
+            QTRY_COMPARE(recorder.starts.size(), i + 1);
             recorder.requestStop();
-            QTRY_COMPARE(stopped.size(), i + 1);
+            QTRY_COMPARE(recorder.stops.size(), i + 1);
             QCOMPARE(recorder.state(), Recorder::Stopped);
         }
     }
@@ -108,11 +101,10 @@ private slots:
     {
         QDir dir;
         {
-            Recorder recorder;
-            QSignalSpy started(&recorder, &Recorder::started);
+            WatchedRecorder recorder;
             QSignalSpy slides(&recorder, &Recorder::slidesCapturedSignal);
             recorder.requestStart(false, false, QString());
-            QVERIFY(started.wait());
+            QVERIFY(recorder.starts.wait());
             dir.setPath(m_dir->filePath(recorder.liveStreamPresentationTitle()));
             recorder.captureSlide();
             QVERIFY(slides.wait());

@@ -14,7 +14,6 @@ public:
     [[nodiscard]] static std::optional<TestCertificates> create(const QString& directory);
 
     [[nodiscard]] QSslConfiguration serverConfiguration() const { return m_server; }
-    [[nodiscard]] QSslCertificate authority() const { return m_authority; }
 
     /// Makes all clients of this process that use Qt's default configuration trust the authority.
     void trustInThisProcess() const;

@@ -50,48 +50,36 @@ private slots:
         RecorderSettings::instance()->setUseNativeSlideSourceResolution(true);
     }
 
-    void opening_data()
-    {
-        QTest::addColumn<bool>("native");
-        QTest::addColumn<QSize>("size");
-        QTest::addColumn<bool>("opens");
-        QTest::addColumn<QSize>("asked");
-        QTest::addColumn<QStringList>("errors");
-        const QSize none;
-        QTest::newRow("native") << true << QSize(1280, 720) << true << none << QStringList();
-        QTest::newRow("just large enough")
-            << false << QSize(101, 101) << true << QSize(101, 101) << QStringList();
-        QTest::newRow("no device") << true << none << false << none << QStringList{ OpenFailed };
-        QTest::newRow("too low, and no device") << false << QSize(1280, 100) << false << none
-                                                << QStringList{ InvalidResolution, OpenFailed };
-    }
-
     void opening()
     {
-        QFETCH(bool, native);
-        QFETCH(QSize, size);
-        QFETCH(bool, opens);
-        QFETCH(QSize, asked);
-        QFETCH(QStringList, errors);
-        RecorderSettings::instance()->setUseNativeSlideSourceResolution(native);
-        RecorderSettings::instance()->setSlideWidth(size.width());
-        RecorderSettings::instance()->setSlideHeight(size.height());
-        m_script->openFails = !opens;
-        SourceProbe probe(m_info);
-        probe.source->start();
-        if (opens) {
-            QTRY_COMPARE(probe.ready, 1);
-        } else {
-            QVERIFY(probe.source->wait(5000));
-            QTRY_COMPARE(probe.errors.size(), errors.size());
-            QCOMPARE(probe.ready + probe.stopped, 0);
+        struct Case
+        {
+            QSize size; // invalid: native
+            bool opens;
+            bool asked;
+            QStringList errors;
+        };
+        const Case cases[] = { { {}, true, false, {} }, { { 101, 101 }, true, true, {} },
+            { { 1280, 100 }, true, false, { InvalidResolution } },
+            { {}, false, false, { OpenFailed } } };
+        RecorderSettings* settings = RecorderSettings::instance();
+        for (const auto& [size, opens, asked, errors] : cases) {
+            settings->setUseNativeSlideSourceResolution(!size.isValid());
+            settings->setSlideWidth(size.width());
+            settings->setSlideHeight(size.height());
+            m_script->openFails = !opens;
+            m_script->settings.clear();
+            SourceProbe probe(m_info);
+            probe.source->start();
+            QTRY_VERIFY(opens ? probe.ready == 1 : probe.source->isFinished());
+            QTRY_COMPARE(probe.errors, errors);
+            QCOMPARE(probe.ready + probe.stopped, opens ? 1 : 0);
+            std::vector<std::pair<int, double>> wanted;
+            if (asked)
+                wanted = { { cv::CAP_PROP_FRAME_WIDTH, size.width() },
+                    { cv::CAP_PROP_FRAME_HEIGHT, size.height() } };
+            QVERIFY(m_script->settings == wanted);
         }
-        QCOMPARE(probe.errors, errors);
-        std::vector<std::pair<int, double>> settings;
-        if (asked.isValid())
-            settings = { { cv::CAP_PROP_FRAME_WIDTH, asked.width() },
-                { cv::CAP_PROP_FRAME_HEIGHT, asked.height() } };
-        QVERIFY(m_script->settings == settings);
     }
 
     /// A slide shows what is on air now, not what has waited in the driver's queue.

@@ -1,8 +1,5 @@
-#include "S3Reply.h"
-#include "Sha256.h"
 #include "harness/S3Server.h"
 
-#include <QCryptographicHash>
 #include <QElapsedTimer>
 #include <QTemporaryDir>
 #include <QTest>
@@ -16,7 +13,6 @@ using namespace Qt::StringLiterals;
 using Aws::Transfer::TransferHandle;
 using Aws::Transfer::TransferManager;
 using Aws::Transfer::TransferStatus;
-using HandlePointer = std::shared_ptr<const TransferHandle>;
 
 namespace {
 
@@ -38,8 +34,7 @@ struct Manager
         config.s3Client = Aws::MakeShared<Aws::S3::S3Client>("test", credentials, client,
             Aws::Client::AWSAuthV4Signer::PayloadSigningPolicy::Never, true);
         config.bufferSize = 1024 * 1024;
-        config.errorCallback
-            = [this](const TransferManager*, const HandlePointer&, const S3Error&) { ++errors; };
+        config.errorCallback = [this](const auto*, const auto&, const auto&) { ++errors; };
         return TransferManager::Create(config)->UploadFile(
             path.toStdString(), "slides", key, "image/png", { { "kind", "test" } });
     }
@@ -85,33 +80,6 @@ private slots:
 
     void cleanupTestCase() { Aws::ShutdownAPI(m_options); }
 
-    /// Against another implementation, around the edges of blocks and of the padding.
-    void hashesAsOthersDo()
-    {
-        for (const int size : { 0, 1, 3, 55, 56, 57, 63, 64, 65, 119, 120, 128, 1000, 70'001 }) {
-            QByteArray data(size, '\0');
-            for (int i = 0; i < size; ++i)
-                data[i] = char(i * 7 + i / 256);
-            for (const int step : { 1, 13, 64, 100'000 }) {
-                Sha256 hash;
-                for (int i = 0; i < size; i += step)
-                    hash.add(data.constData() + i, size_t(qMin(step, size - i)));
-                QCOMPARE(QByteArray::fromStdString(hash.finishHex()),
-                    QCryptographicHash::hash(data, QCryptographicHash::Sha256).toHex());
-            }
-        }
-    }
-
-    void readsTextFromXml()
-    {
-        const std::pair<const char*, const char*> replies[] = { { "<Code a='1'>X</Code>", "X" },
-            { "<CodeList/><Codes>no</Codes><Code>yes</Code>", "yes" },
-            { "<Code>&lt;a&gt; &amp;lt; &unknown; &</Code>", "<a> &lt; &unknown; &" },
-            { "<Error><Code>SlowDown", "" }, { "<Error><Code", "" }, { "Bad gateway", "" } };
-        for (const auto& [xml, text] : replies)
-            QCOMPARE(QByteArray::fromStdString(xmlElementText(xml, "Code")), QByteArray(text));
-    }
-
     /// The payload is not hashed over TLS, which the front checks; the certificate always is.
     void speaksTls()
     {
@@ -129,16 +97,6 @@ private slots:
         accepted->WaitUntilFinished();
         QCOMPARE(QByteArray::fromStdString(accepted->GetLastError().GetMessage()), QByteArray());
         QCOMPARE(m_server.object(u"slides"_s, u"tls"_s)[u"size"_s].toInt(), 5000);
-    }
-
-    void repeatsAfterAStall()
-    {
-        m_server.setFaults({ QJsonObject{ { u"stall"_s, true }, { u"count"_s, 2 } } });
-        Manager manager(m_server);
-        const auto handle = manager.upload(makeFile(5000), "stall");
-        handle->WaitUntilFinished();
-        QCOMPARE(handle->GetStatus(), TransferStatus::COMPLETED);
-        QCOMPARE(m_server.takeRequests().size(), 3);
     }
 
     /// An error that comes with status 200, as it may for the end of a multipart upload.

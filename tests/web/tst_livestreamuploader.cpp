@@ -74,6 +74,11 @@ private:
             : QString();
     }
 
+    QString storedSha256(const QString& key)
+    {
+        return m_server.object(u"slides"_s, key)[u"sha256"_s].toString();
+    }
+
     static void stop(LiveStreamUploader& uploader)
     {
         uploader.requestStop();
@@ -104,18 +109,16 @@ private slots:
         QTest::addColumn<QString>("fileName");
         QTest::addColumn<QString>("prefix");
         QTest::addColumn<QString>("key");
-        QTest::addColumn<QString>("contentType");
         QTest::addColumn<qint64>("size");
         const auto row = [](const char* tag, const QString& fileName, const QString& prefix,
-                             const QString& key, const QString& type, qint64 size = 5000) {
-            QTest::newRow(tag) << fileName << prefix << key << type << size;
+                             const QString& key, qint64 size = 5000) {
+            QTest::newRow(tag) << fileName << prefix << key << size;
         };
         row("blanks, percent, plus", u"0-3.png"_s, u"a b/%41/c+d&e=f?#/"_s,
-            u"a b/%41/c+d&e=f?#/0-3.png"_s, u"image/png"_s);
-        row("unicode", u"0-4 Ä.jpg"_s, u"ü€/演/"_s, u"ü€/演/0-4 ä.jpg"_s, u"image/jpeg"_s);
-        row("empty file", u"0-6.png"_s, u"p/"_s, u"p/0-6.png"_s, u"image/png"_s, 0);
-        row("with 100-continue", u"0-7.png"_s, u"p/"_s, u"p/0-7.png"_s, u"image/png"_s, 3 * MiB);
-        row("in parts", u"0-8.png"_s, u"p/"_s, u"p/0-8.png"_s, u"image/png"_s, 20 * MiB);
+            u"a b/%41/c+d&e=f?#/0-3.png"_s);
+        row("unicode", u"0-4 Ä.jpg"_s, u"ü€/演/"_s, u"ü€/演/0-4 ä.jpg"_s);
+        row("empty file", u"0-6.png"_s, u"p/"_s, u"p/0-6.png"_s, 0);
+        row("in parts", u"0-8.png"_s, u"p/"_s, u"p/0-8.png"_s, 20 * MiB);
     }
 
     void uploadsAFile()
@@ -123,7 +126,6 @@ private slots:
         QFETCH(QString, fileName);
         QFETCH(QString, prefix);
         QFETCH(QString, key);
-        QFETCH(QString, contentType);
         QFETCH(qint64, size);
         const QString path = makeFile(fileName, size);
         LiveStreamUploaderConfig destination = config();
@@ -133,16 +135,13 @@ private slots:
         QSignalSpy failed(&uploader, &LiveStreamUploader::slideUploadError);
         uploader.start();
         uploader.addSlide(2, 4711, path);
-        QCOMPARE(uploader.slidesToUpload(), 1);
         stop(uploader);
 
         QVERIFY2(failed.isEmpty(), qUtf8Printable(failed.value(0).value(0).toString()));
         QCOMPARE(uploaded.value(0), (QVariantList{ 2, 4711, u"slides"_s, key }));
-        QCOMPARE(uploader.slidesToUpload(), 0);
-        QCOMPARE(uploader.slidesUploaded(), 1);
-        const QJsonObject object = m_server.object(u"slides"_s, key);
-        QCOMPARE(object[u"sha256"_s].toString(), sha256(path));
-        QCOMPARE(object[u"contentType"_s].toString(), contentType);
+        QCOMPARE(storedSha256(key), sha256(path));
+        QCOMPARE(m_server.object(u"slides"_s, key)[u"contentType"_s].toString(),
+            key.endsWith("png"_L1) ? u"image/png"_s : u"image/jpeg"_s);
         // One request, or two parts between the upload's creation and completion.
         QCOMPARE(m_server.takeRequests().size(), size > 15 * MiB ? 4 : 1);
     }
@@ -163,8 +162,6 @@ private slots:
             << errorReply(403, u"AccessDenied"_s,
                    u"Bad %1 and\n%2"_s.arg(m_server.value(u"secret"_s), m_server.value(u"token"_s)))
             << QString() << u"AccessDenied: Bad *** and ***"_s;
-        QTest::newRow("no body") << QJsonObject{ { u"reply"_s, 403 }, { u"body"_s, u""_s } }
-                                 << QString() << u": No response body."_s;
         QTest::newRow("endless page instead of XML")
             << QJsonObject{ { u"reply"_s, 404 }, { u"body"_s, u"<p>"_s.repeated(MiB) } }
             << QString() << u": The reply with HTTP status 404 is no error description."_s;
@@ -186,10 +183,6 @@ private slots:
         LiveStreamUploaderConfig wrong = config();
         if (field == u"bucket"_s)
             wrong.bucket = u"nowhere"_s;
-        else if (field == u"no bucket"_s)
-            wrong.bucket.clear();
-        else if (field == u"secret"_s)
-            wrong.secretAccessKey += u'x';
         else if (field == u"token"_s)
             wrong.sessionToken += u"\r\nx-injected: yes"_s;
         else if (field == u"file"_s)
@@ -220,11 +213,10 @@ private slots:
         QTest::addColumn<qint64>("size");
         QTest::addColumn<int>("requests");
         const QJsonObject slowDown = errorReply(503, u"SlowDown"_s, u"Reduce your rate."_s);
-        const QJsonObject unreadable{ { u"reply"_s, 502 }, { u"body"_s, u"Bad gateway"_s } };
-        const QJsonObject reset{ { u"resetAfter"_s, 1000 } };
         QTest::newRow("SlowDown") << QJsonArray{ fault(u"PUT"_s, 3, slowDown) } << qint64(5000)
                                   << 4;
-        QTest::newRow("reset") << QJsonArray{ fault(u"PUT"_s, 2, reset) } << 3 * MiB << 3;
+        QTest::newRow("reset") << QJsonArray{ fault(u"PUT"_s, 2, { { u"resetAfter"_s, 1000 } }) }
+                               << 3 * MiB << 3;
         QTest::newRow("reset in the second part, SlowDown at the end")
             << QJsonArray{ fault(u"partNumber=2"_s, 1, { { u"resetAfter"_s, 3 * MiB } }),
                    fault(u"POST"_s, 1, slowDown) }
@@ -243,8 +235,7 @@ private slots:
         uploader.addSlide(0, 1, path);
         stop(uploader);
         QCOMPARE(uploader.slidesUploaded(), 1);
-        const QJsonObject object = m_server.object(u"slides"_s, config().prefix + u"0-0001.png"_s);
-        QCOMPARE(object[u"sha256"_s].toString(), sha256(path));
+        QCOMPARE(storedSha256(config().prefix + u"0-0001.png"_s), sha256(path));
         QCOMPARE(m_server.takeRequests().size(), requests);
     }
 
@@ -314,8 +305,7 @@ private slots:
         QTimer::singleShot(1000, this, [this] { m_server.command(u"open"_s); });
         stop(uploader);
         QCOMPARE(uploader.slidesUploaded(), 1);
-        const QJsonObject object = m_server.object(u"slides"_s, config().prefix + u"0-0001.png"_s);
-        QCOMPARE(object[u"sha256"_s].toString(), sha256(path));
+        QCOMPARE(storedSha256(config().prefix + u"0-0001.png"_s), sha256(path));
     }
 
     /// Two uploaders at once, because both take long: one meets a stall, one meets nobody.
@@ -339,9 +329,9 @@ private slots:
         }
         stop(stalled); // after the time-out, at the second try
         QCOMPARE(stalled.slidesUploaded(), 1);
-        QVERIFY2(timer.elapsed() >= 18'000, qPrintable(QString::number(timer.elapsed())));
+        QVERIFY(timer.elapsed() >= 18'000);
         stop(alone);
-        QVERIFY2(timer.elapsed() < 40'000, qPrintable(QString::number(timer.elapsed())));
+        QVERIFY(timer.elapsed() < 40'000);
         QCOMPARE(errors.value(0).value(0).toString(),
             u"Uploading slide 0-0001.png failed (: curlCode: 7, Couldn't connect to server)."_s);
         QCOMPARE(alone.slidesUploadFailed(), 1);
@@ -375,7 +365,7 @@ private slots:
         } else {
             uploader.reset();
         }
-        QVERIFY2(timer.elapsed() < 5000, qPrintable(QString::number(timer.elapsed())));
+        QVERIFY(timer.elapsed() < 5000);
         Aws::ShutdownAPI(m_sdkOptions); // as main() does it, before the uploader is deleted
         uploader.reset();
         Aws::InitAPI(m_sdkOptions);

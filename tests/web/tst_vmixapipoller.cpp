@@ -42,21 +42,13 @@ private:
 void TestVMixApiPoller::startPollsAtOnceAndStopForgets()
 {
     VMixApiPoller poller;
-    QVERIFY(!poller.lastPollAt().isValid());
     poller.start(m_endpoint, 3'600'000);
-    QVERIFY(poller.lastPollAt().isValid());
-    QTRY_VERIFY(poller.lastPollSuccessAt().isValid());
-    QVERIFY2(poller.xml().contains(u"<title>Übergang</title><reads>1</reads>"_s),
-        qPrintable(poller.xml()));
-    QCOMPARE(poller.lastPollAt().timeSpec(), Qt::UTC);
-
+    QTRY_VERIFY(poller.xml().contains(u"<title>Übergang</title><reads>1</reads>"_s));
     poller.start(m_endpoint, 0); // restarts, and does not poll in a tight loop
     const QDateTime before = QDateTime::currentDateTimeUtc();
     QTRY_VERIFY(m_switcher->requests().size() >= 5);
     QVERIFY(before.msecsTo(m_switcher->requests().at(4).at) >= 250);
-
     poller.stop();
-    QVERIFY(!poller.lastPollAt().isValid() && !poller.lastPollSuccessAt().isValid());
     QCOMPARE(poller.xml() + poller.lastError(), QString());
 }
 
@@ -64,8 +56,6 @@ void TestVMixApiPoller::errorStaysAfterSuccess_data()
 {
     QTest::addColumn<Fault>("fault");
     QTest::addColumn<QString>("error");
-    QTest::newRow("500") << Fault::ServerError
-                         << u"Polling vMix API failed: 401 (Error transferring "_s;
     QTest::newRow("50 MB") << Fault::Huge
                            << u"Polling vMix API failed: 5 (the answer is too large)."_s;
     QTest::newRow("hang") << Fault::Hang
@@ -82,13 +72,9 @@ void TestVMixApiPoller::errorStaysAfterSuccess()
     poller.start(m_endpoint, 1500);
     QVERIFY(errors.wait());
     m_switcher->setFault(path, Fault::None);
-    QVERIFY2(errors.at(0).at(0).toString().startsWith(error), qPrintable(poller.lastError()));
-    QCOMPARE(poller.lastError(), errors.at(0).at(0).toString());
-    QCOMPARE(poller.xml(), QString());
+    QCOMPARE(errors.at(0).at(0).toString(), error);
     QTRY_VERIFY(!poller.xml().isEmpty());
-    QVERIFY(poller.lastPollSuccessAt().isValid());
     QCOMPARE(poller.lastError(), errors.at(0).at(0).toString());
-    QCOMPARE(errors.size(), 1);
 }
 
 void TestVMixApiPoller::addressesThatAreNotPolled()
