@@ -162,13 +162,5 @@ void TestAudioRecorder::reportsTroubleOnce()
         QCOMPARE(int(recording.finishedHeader().sampleSize()), 32);
 }
 
-int main(int argc, char** argv)
-{
-    const QTemporaryDir config; // before the settings are first used
-    qputenv("XDG_CONFIG_HOME", config.path().toUtf8());
-    QGuiApplication app(argc, argv);
-    TestAudioRecorder test;
-    return QTest::qExec(&test, argc, argv);
-}
-
+QTEST_MAIN(TestAudioRecorder)
 #include "tst_AudioRecorder.moc"

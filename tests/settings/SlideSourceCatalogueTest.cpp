@@ -1,10 +1,10 @@
+#include "harness/IsolatedSettings.h"
 #include "settings/RecorderSettings.h"
 #include "ui/MainWindow.h"
 
 #include <QGuiApplication>
 #include <QSettings>
 #include <QSignalSpy>
-#include <QTemporaryDir>
 #include <QTest>
 
 #include <atomic>
@@ -69,8 +69,6 @@ class SlideSourceCatalogueTest : public QObject
 private slots:
     void initTestCase()
     {
-        QCoreApplication::setOrganizationName(u"PodiumcastTest"_s);
-        QCoreApplication::setApplicationName(u"SlideSourceCatalogueTest"_s);
         QSettings().setValue(u"recorderSettings/selectedSlideSource"_s, Deck.id());
         SlideSourceLister::enumeration() = listDevices;
     }
@@ -166,12 +164,5 @@ private:
     RecorderSettings* m_settings = RecorderSettings::instance();
 };
 
-int main(int argc, char* argv[])
-{
-    const QTemporaryDir config;
-    qputenv("XDG_CONFIG_HOME", QFile::encodeName(config.path()));
-    QGuiApplication app(argc, argv);
-    SlideSourceCatalogueTest test;
-    return QTest::qExec(&test, argc, argv);
-}
+QTEST_MAIN(SlideSourceCatalogueTest)
 #include "SlideSourceCatalogueTest.moc"

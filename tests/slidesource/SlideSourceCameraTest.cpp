@@ -1,5 +1,6 @@
 #include "FileCamera.h"
 #include "SourceProbe.h"
+#include "harness/IsolatedSettings.h"
 #include "settings/RecorderSettings.h"
 #include "slidesource/CameraDevice.h"
 
@@ -220,12 +221,5 @@ private:
     std::unique_ptr<CameraScript> m_script;
 };
 
-int main(int argc, char* argv[])
-{
-    const QTemporaryDir config;
-    qputenv("XDG_CONFIG_HOME", QFile::encodeName(config.path()));
-    QCoreApplication app(argc, argv);
-    SlideSourceCameraTest test;
-    return QTest::qExec(&test, argc, argv);
-}
+QTEST_GUILESS_MAIN(SlideSourceCameraTest)
 #include "SlideSourceCameraTest.moc"
