@@ -106,7 +106,9 @@ void TestWebApi::everyRequestEndsOnce()
     QFETCH(int, code);
     QFETCH(QString, text);
     OwnWebApi api;
-    api.setTimeLimits(700ms, 1000ms);
+    // Short only where an answer never ends: elsewhere a busy machine must not cut one off.
+    if (text == "in time"_L1)
+        api.setTimeLimits(700ms, 1000ms);
     m_live->service->setFault(QLatin1StringView(anyPath), fault);
     m_live->service->setRedirectTarget(m_live->url() + "/elsewhere");
 

@@ -234,8 +234,14 @@ class Recorder:
             x, y, width, _ = self.geometry()
             Pointer().click(x + width - 14, y + 13)
         else:
-            run("xdotool", "windowactivate", "--sync", *self.window)
-            run("xdotool", "key", "alt+F4")
+            for _ in range(3):  # as a person would who sees that the key did nothing
+                run("xdotool", "windowactivate", "--sync", *self.window)
+                run("xdotool", "key", "alt+F4")
+                deadline = time.monotonic() + 10
+                while time.monotonic() < deadline and self.process.poll() is None:
+                    time.sleep(0.1)
+                if "[LoginSettings] save" in self.output() or self.process.poll() is not None:
+                    break
         self.wait_for_end()
 
     def wait_for_end(self, seconds=70):
