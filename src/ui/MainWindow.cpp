@@ -13,7 +13,10 @@
 #include <QDebug>
 #include <QDesktopServices>
 #include <QDir>
+#include <QGuiApplication>
+#include <QPixmap>
 #include <QQmlContext>
+#include <QScreen>
 #include <QUrl>
 
 using namespace Qt::StringLiterals;
@@ -243,7 +246,7 @@ void MainWindow::showSlides(const QList<QImage>& slides)
 {
     emit internal_showSlides(slides);
     if (!slides.isEmpty() || !m_isRecording)
-        setLastPreview({}, m_isRecording ? m_lastPreviewResolutions : QVariantList());
+        setStandIn({}, m_isRecording ? m_standInResolutions : QVariantList());
 }
 
 void MainWindow::showLiveStreamStartFailed(const QString& message)
@@ -373,19 +376,36 @@ void MainWindow::updateRecordingDuration()
 void MainWindow::stopPreview()
 {
     m_previewHeld = true;
+    grabStandIn();
     if (SlideSourcePreview* preview = findSlideSourcePreview()) {
-        if (preview->slideSourceName()
-            == RecorderSettings::instance()->selectedSlideSource().name())
-            setLastPreview(preview->frames(), preview->slidesResolutions());
         preview->stop();
     }
 }
 
-void MainWindow::setLastPreview(const QList<QImage>& frames, const QVariantList& resolutions)
+/// What the first slide will show, as far as anybody can know: a screen at rest then looks the same
+/// before and after that slide has appeared in this window. A camera does not see this window.
+void MainWindow::grabStandIn()
 {
-    m_lastPreviewFrames = frames;
-    m_lastPreviewResolutions = resolutions;
-    emit lastPreviewFramesChanged();
+    if (RecorderSettings::instance()->selectedSlideSource().type()
+        != SlidesSourceInfo::IntervalScreenCapture)
+        return;
+    QList<QImage> frames;
+    QVariantList resolutions;
+    const auto screens = QGuiApplication::screens();
+    for (QScreen* screen : screens) {
+        frames.append(screen->grabWindow(0).toImage());
+        const QSizeF size = frames.constLast().deviceIndependentSize();
+        resolutions.append(
+            QVariantMap{ { u"width"_s, size.width() }, { u"height"_s, size.height() } });
+    }
+    setStandIn(frames, resolutions);
+}
+
+void MainWindow::setStandIn(const QList<QImage>& frames, const QVariantList& resolutions)
+{
+    m_standInFrames = frames;
+    m_standInResolutions = resolutions;
+    emit standInFramesChanged();
 }
 
 void MainWindow::restartPreview()

@@ -63,10 +63,9 @@ class MainWindow : public QObject
     Q_PROPERTY(bool mouseListenerEnabled READ mouseListenerEnabled NOTIFY never)
     Q_PROPERTY(bool screenRecordingEnabled READ screenRecordingEnabled NOTIFY never)
     Q_PROPERTY(bool quitting MEMBER m_quitting NOTIFY quittingChanged)
+    Q_PROPERTY(QList<QImage> standInFrames MEMBER m_standInFrames NOTIFY standInFramesChanged)
     Q_PROPERTY(
-        QList<QImage> lastPreviewFrames MEMBER m_lastPreviewFrames NOTIFY lastPreviewFramesChanged)
-    Q_PROPERTY(QVariantList lastPreviewResolutions MEMBER m_lastPreviewResolutions NOTIFY
-            lastPreviewFramesChanged)
+        QVariantList standInResolutions MEMBER m_standInResolutions NOTIFY standInFramesChanged)
 
 public:
     explicit MainWindow(QObject* parent = nullptr);
@@ -139,7 +138,7 @@ signals:
     /// The recording is to be ended and then the application.
     void quitRequested();
     void quittingChanged();
-    void lastPreviewFramesChanged();
+    void standInFramesChanged();
 
 public slots:
     void setLoading(bool isLoading);
@@ -178,7 +177,8 @@ private:
     bool refuseStart();
     void stopPreview();
     void restartPreview();
-    void setLastPreview(const QList<QImage>& frames, const QVariantList& resolutions);
+    void grabStandIn();
+    void setStandIn(const QList<QImage>& frames, const QVariantList& resolutions);
     void watchTitles(const QModelIndex& parent, int first, int last);
 
     QQmlApplicationEngine m_engine;
@@ -207,9 +207,9 @@ private:
     qint64 m_mousePositionX = 0;
     qint64 m_mousePositionY = 0;
     bool m_quitting = false;
-    /// What the preview showed when it gave the source away; until the first slide is there.
-    QList<QImage> m_lastPreviewFrames;
-    QVariantList m_lastPreviewResolutions;
+    /// Pictures of the screens from when a start was requested; until the first slide is there.
+    QList<QImage> m_standInFrames;
+    QVariantList m_standInResolutions;
     /// The preview gave the device away for a start that has not become a recording yet.
     bool m_previewHeld = false;
 };

@@ -43,8 +43,6 @@ public:
 
     [[nodiscard]] bool stopping() const { return m_stopping; }
     [[nodiscard]] bool loading() const { return m_frames.isEmpty(); }
-    /// The newest frames, one a screen or input; they share no pixels with the source.
-    [[nodiscard]] QList<QImage> frames() const { return m_frames; }
     [[nodiscard]] QString slideSourceName() const;
     [[nodiscard]] bool pointerRecordingAvailable() const;
     [[nodiscard]] bool pointerRecordingEnabled() const;

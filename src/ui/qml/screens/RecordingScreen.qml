@@ -20,9 +20,9 @@ Rectangle {
         target: mainWindow
 
         function onInternal_showSlides(slides) {
-            // Until the first slide is there: what the preview showed last, which on a screen at
-            // rest is the same picture.
-            screen.slides = slides.length > 0 ? slides : mainWindow.lastPreviewFrames
+            // Until the first slide is there: the screens as they were when the start was requested,
+            // which at rest is the same picture.
+            screen.slides = slides.length > 0 ? slides : mainWindow.standInFrames
         }
     }
 
@@ -198,7 +198,7 @@ Rectangle {
                     Layout.preferredWidth: 1
                     name: qsTr("Slides resolution: ")
                     value: (mainWindow.slidesResolutions.length > 0
-                            ? mainWindow.slidesResolutions : mainWindow.lastPreviewResolutions)
+                            ? mainWindow.slidesResolutions : mainWindow.standInResolutions)
                            .map(size => size.width + "x" + size.height).join(", ")
                 }
                 StatusLine {
