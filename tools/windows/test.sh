@@ -5,10 +5,9 @@
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/../.."
 
-tests=(tst_logging tst_workdirectory tst_wavfileheader tst_presentation tst_settings
-    BlockingQueueTest SlideProcessorTest tst_windows)
 tools/install-dependencies.sh tools/packages-test.txt
 tools/windows/build.sh
+mapfile -t tests < build/windows/tests.txt
 
 sdk=$(tools/windows/sdk.sh)
 export WINEPREFIX=$PWD/build/wine WINEDEBUG=-all WINEDLLOVERRIDES='mscoree,mshtml=d' LC_ALL=C.UTF-8
@@ -24,7 +23,8 @@ if [ ! -f "$WINEPREFIX/ready" ]; then
     touch "$WINEPREFIX/ready"
 fi
 
-failed=()
+results=build/windows/results failed=()
+mkdir -p "$results"
 on_desktop() { # <name> <command>…
     local name=$1
     shift
@@ -32,12 +32,14 @@ on_desktop() { # <name> <command>…
     wineserver -k || true
 }
 wanted=" ${*:-${tests[*]} demo} "
+rm -f "$results"/*
 for test in "${tests[@]}"; do
     [[ $wanted == *" $test "* ]] || continue
     program=$(find build/windows/tests -name "$test.exe")
     # What a Windows program prints does not come through a pipe: the result is a file.
-    on_desktop "$test" timeout 180 wine "$program" -o "$test.txt,txt" || true
-    cat "$test.txt"
+    on_desktop "$test" timeout 180 wine "$program" -o "$results/$test.txt,txt"
+    echo "$test: $(grep ^Totals "$results/$test.txt" || echo 'did not end')"
+    grep -A4 ^FAIL "$results/$test.txt" || true
 done
 if [[ $wanted == *" demo "* ]]; then
     on_desktop demo /usr/bin/python3 tools/demo/demo.py --seconds-per-slide 3 --launcher wine \
