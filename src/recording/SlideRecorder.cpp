@@ -64,6 +64,9 @@ void SlideRecorder::requestStart(Presentation* presentation)
 {
     setState(Starting);
     m_presentation = presentation;
+    // Should it vanish before the pipeline is built, then opening it fails in words; the source
+    // that takes its place in the settings is not what the operator chose.
+    m_sourceInfo = RecorderSettings::instance()->selectedSlideSource();
     if (presentation->isLiveStream())
         createLiveStream();
     else
@@ -132,7 +135,7 @@ QDir SlideRecorder::saveDirectory() const
 
 void SlideRecorder::start()
 {
-    m_slideSource = SlideSource::create(RecorderSettings::instance()->selectedSlideSource());
+    m_slideSource = SlideSource::create(m_sourceInfo);
     if (!m_slideSource) {
         retireLiveStream();
         m_presentation = nullptr;

@@ -1,6 +1,8 @@
 #pragma once
 
+#include "slidesource/SlidesSourceInfo.h"
 #include <QDir>
+
 #include <QImage>
 #include <QList>
 #include <QNetworkReply>
@@ -107,6 +109,7 @@ private:
 
     State m_state = Stopped;
     Presentation* m_presentation = nullptr;
+    SlidesSourceInfo m_sourceInfo; ///< chosen when the start was requested
     SlideSource* m_slideSource = nullptr;
     SlideProcessor* m_slideProcessor = nullptr;
     SlideSaver* m_slideSaver = nullptr;
