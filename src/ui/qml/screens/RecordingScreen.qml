@@ -93,6 +93,14 @@ Rectangle {
                                     : 0
                             y: area ? (parent.height - area.height * scaling) / 2 + offsetY * scaling - 1
                                     : 0
+
+                            MyLabel {
+                                anchors.centerIn: parent
+                                color: Theme.statusText
+                                font.pixelSize: Theme.fontTiny
+                                text: qsTr("this window")
+                                visible: implicitWidth < parent.width && implicitHeight < parent.height
+                            }
                         }
                     }
                 }
