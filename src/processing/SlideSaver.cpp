@@ -1,27 +1,25 @@
 #include "processing/SlideSaver.h"
+#include "processing/PngEncoder.h"
 
-#include <QBuffer>
 #include <QDebug>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QSaveFile>
+
+#include <memory>
 
 using namespace Qt::StringLiterals;
 
 namespace {
 
 // Returns what went wrong, for the log; empty: nothing.
-QString writePng(const QImage& image, const QString& path)
+QString writePng(const QByteArray& png, const QString& path)
 {
-    // Encoded in memory first: an encoder that writes straight to a full disk hides the reason and
-    // leaks, and one write of known length is easily checked.
-    QBuffer png;
-    png.open(QIODevice::WriteOnly);
-    if (!image.save(&png, "PNG"))
-        return image.isNull() ? u"there is no image"_s : u"the image cannot be encoded"_s;
+    if (png.isEmpty())
+        return u"the image cannot be encoded"_s;
     // Under a temporary name until it is complete: a reader never meets half a picture.
     QSaveFile file(path);
-    if (file.open(QIODevice::WriteOnly) && file.write(png.data()) == png.size() && file.commit())
+    if (file.open(QIODevice::WriteOnly) && file.write(png) == png.size() && file.commit())
         return {};
     return file.errorString();
 }
@@ -73,8 +71,10 @@ void SlideSaver::saveSlides(qint64 time, const QList<SlideImage>& slides)
     m_slideFailed = false;
     QList<SavedSlide> savedSlides;
     savedSlides.reserve(slides.size());
+    const auto encoder = std::make_shared<PngEncoder>(slides);
+    encoder->recruitHelpers();
     for (qsizetype screen = 0; screen < slides.size(); ++screen) {
-        savedSlides.append(saveSlide(number, screen, time, slides[screen]));
+        savedSlides.append(saveEncoded(number, screen, time, encoder->take(screen)));
         delete slides[screen].mat;
     }
     if (!appendTimestamp(number, time)) {
@@ -99,9 +99,15 @@ void SlideSaver::saveSlides(qint64 time, const QList<SlideImage>& slides)
 SlideSaver::SavedSlide SlideSaver::saveSlide(
     qint64 number, qint64 screen, qint64 time, const SlideImage& slide)
 {
+    return saveEncoded(number, screen, time, PngEncoder::encode(slide.image));
+}
+
+SlideSaver::SavedSlide SlideSaver::saveEncoded(
+    qint64 number, qint64 screen, qint64 time, const QByteArray& png)
+{
     const QString name = u"%1-%2"_s.arg(screen).arg(number, 4, 10, '0'_L1);
     const QString pngFilePath = m_directory.absoluteFilePath(name + u".png"_s);
-    if (const QString error = writePng(slide.image, pngFilePath); !error.isEmpty()) {
+    if (const QString error = writePng(png, pngFilePath); !error.isEmpty()) {
         qWarning() << "[SlideSaver]"
                    << "saving" << pngFilePath << "failed";
         qWarning() << "[SlideSaver]" << error;

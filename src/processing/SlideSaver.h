@@ -11,6 +11,7 @@
 
 /// Writes every new slide into one directory: a PNG file per screen ("0-0001.png": screen, hyphen,
 /// slide number) and one line in "timestamps_ms.txt" ("1 1002": slide number, time in ms).
+/// The screens of a slide are encoded side by side on Qt's thread pool and written in their order.
 ///
 /// addSlides() and requestStop() may be called from any thread and never wait. The signals are
 /// emitted on the worker thread. A stop drains: slides that were accepted before it are written
@@ -64,6 +65,7 @@ private:
         QList<SlideImage> slides;
     };
 
+    SavedSlide saveEncoded(qint64 number, qint64 screen, qint64 time, const QByteArray& png);
     [[nodiscard]] bool appendTimestamp(qint64 number, qint64 time) const;
     void reportError(const QString& message);
 
