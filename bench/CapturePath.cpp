@@ -35,13 +35,29 @@ class Processor : public SlideProcessor
 {
 public:
     using SlideProcessor::areSlidesDifferent;
+    using SlideProcessor::isPlainlyDifferent;
     using SlideProcessor::preprocessSlide;
 };
+
+// The comparison without any shortcut: what the others are measured against.
+bool areSlidesPlainlyDifferent(const cv::Mat& previous, const cv::Mat& current)
+{
+    for (int x = 0; x < current.cols; x += 50) {
+        for (int y = 0; y < current.rows; y += 50) {
+            const cv::Rect tile(
+                x, y, std::min(50, current.cols - x), std::min(50, current.rows - y));
+            if (Processor::isPlainlyDifferent(previous(tile), current(tile)))
+                return true;
+        }
+    }
+    return false;
+}
 
 class Saver : public SlideSaver
 {
 public:
     using SlideSaver::saveSlide;
+    using SlideSaver::saveSlides;
     using SlideSaver::SlideSaver;
 };
 
@@ -89,20 +105,37 @@ void preprocessFrame(benchmark::State& state)
         delete processor.preprocessSlide(&frame);
 }
 
-enum class Change { None, Noise, NewSlide };
+enum class Change { None, Noise, NoiseInBoth, NewSlide };
 
-void compareFrames(benchmark::State& state, Change change)
+void compareFrames(benchmark::State& state, Change change, bool plainly)
 {
     const Processor processor;
     const cv::Mat frame = screenFrame(int(state.range(0)), int(state.range(1)));
-    cv::Mat next = change == Change::Noise ? noisy(frame) : frame.clone();
+    const bool noise = change == Change::Noise || change == Change::NoiseInBoth;
+    const cv::Mat first = change == Change::NoiseInBoth ? noisy(frame) : frame;
+    cv::Mat next = noise ? noisy(frame) : frame.clone();
     if (change == Change::NewSlide) // the worst case: found in the middle of the search
         cv::circle(next, { next.cols / 2, next.rows / 2 }, next.rows / 10, { 0, 0, 0 }, -1);
-    const std::unique_ptr<cv::Mat> previous(processor.preprocessSlide(&frame));
+    const std::unique_ptr<cv::Mat> previous(processor.preprocessSlide(&first));
     const std::unique_ptr<cv::Mat> current(processor.preprocessSlide(&next));
     for (auto _ : state) {
-        const bool different = processor.areSlidesDifferent(previous.get(), current.get());
+        const bool different = plainly
+            ? areSlidesPlainlyDifferent(*previous, *current)
+            : processor.areSlidesDifferent(previous.get(), current.get());
         if (different != (change == Change::NewSlide))
+            state.SkipWithError("wrong decision");
+    }
+}
+
+// What every second of a talk costs.
+void preprocessAndCompare(benchmark::State& state)
+{
+    const Processor processor;
+    const cv::Mat frame = screenFrame(int(state.range(0)), int(state.range(1)));
+    const std::unique_ptr<cv::Mat> previous(processor.preprocessSlide(&frame));
+    for (auto _ : state) {
+        const std::unique_ptr<cv::Mat> current(processor.preprocessSlide(&frame));
+        if (processor.areSlidesDifferent(previous.get(), current.get()))
             state.SkipWithError("wrong decision");
     }
 }
@@ -116,6 +149,15 @@ void savePng(benchmark::State& state)
         saver.saveSlide(1, 0, 0, slide);
 }
 
+void saveThreeScreens(benchmark::State& state)
+{
+    const QTemporaryDir dir;
+    Saver saver{ QDir(dir.path()) };
+    const SlideImage slide{ nullptr, grab(int(state.range(0)), int(state.range(1))) };
+    for (auto _ : state)
+        saver.saveSlides(0, { slide, slide, slide });
+}
+
 void sizes(benchmark::internal::Benchmark* benchmark)
 {
     benchmark->ArgNames({ "w", "h" })->Args({ 1920, 1080 })->Args({ 3840, 2160 });
@@ -126,10 +168,31 @@ void sizes(benchmark::internal::Benchmark* benchmark)
 BENCHMARK(grabScreen)->Apply(sizes)->Name("grab a screen");
 BENCHMARK(convertScreenshot)->Apply(sizes)->Name("convert a screenshot");
 BENCHMARK(preprocessFrame)->Apply(sizes)->Name("preprocess a frame");
-BENCHMARK_CAPTURE(compareFrames, unchanged, Change::None)->Apply(sizes)->Name("compare, unchanged");
-BENCHMARK_CAPTURE(compareFrames, noisy, Change::Noise)->Apply(sizes)->Name("compare, noisy");
-BENCHMARK_CAPTURE(compareFrames, changed, Change::NewSlide)->Apply(sizes)->Name("compare, changed");
+BENCHMARK(preprocessAndCompare)->Apply(sizes)->Name("preprocess and compare, unchanged");
+BENCHMARK_CAPTURE(compareFrames, unchanged, Change::None, false)
+    ->Apply(sizes)
+    ->Name("compare, unchanged");
+BENCHMARK_CAPTURE(compareFrames, plain, Change::None, true)
+    ->Apply(sizes)
+    ->Name("compare, unchanged (plain)");
+BENCHMARK_CAPTURE(compareFrames, noisy, Change::Noise, false)->Apply(sizes)->Name("compare, noisy");
+BENCHMARK_CAPTURE(compareFrames, plain, Change::Noise, true)
+    ->Apply(sizes)
+    ->Name("compare, noisy (plain)");
+BENCHMARK_CAPTURE(compareFrames, noisyBoth, Change::NoiseInBoth, false)
+    ->Apply(sizes)
+    ->Name("compare, both noisy");
+BENCHMARK_CAPTURE(compareFrames, plain, Change::NoiseInBoth, true)
+    ->Apply(sizes)
+    ->Name("compare, both noisy (plain)");
+BENCHMARK_CAPTURE(compareFrames, changed, Change::NewSlide, false)
+    ->Apply(sizes)
+    ->Name("compare, changed");
+BENCHMARK_CAPTURE(compareFrames, plain, Change::NewSlide, true)
+    ->Apply(sizes)
+    ->Name("compare, changed (plain)");
 BENCHMARK(savePng)->Apply(sizes)->Name("write a PNG file");
+BENCHMARK(saveThreeScreens)->Apply(sizes)->Name("write a slide of three screens");
 
 } // namespace
 

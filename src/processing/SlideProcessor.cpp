@@ -1,4 +1,5 @@
 #include "processing/SlideProcessor.h"
+#include "processing/TileComparison.h"
 
 #include <QDebug>
 #include <QElapsedTimer>
@@ -6,29 +7,10 @@
 #include <opencv2/imgproc.hpp>
 
 #include <algorithm>
-#include <cstring>
 #include <memory>
 #include <utility>
 
 namespace {
-
-// A change of one letter must not drown in the rest of the frame: similarity is averaged over tiles
-// of this many pixels, not over the frame.
-constexpr int TileSize = 50;
-// Below this a tile has changed. Nearer to 1, the noise of cameras and video codecs makes slides;
-// further down, small changes of text are missed.
-constexpr double SimilarityThreshold = 0.95;
-
-// Decides without arithmetic for tiles that did not change at all, by far the most frequent case.
-bool sameBytes(const cv::Mat& a, const cv::Mat& b)
-{
-    const size_t rowBytes = size_t(a.cols) * a.elemSize();
-    for (int row = 0; row < a.rows; ++row) {
-        if (std::memcmp(a.ptr(row), b.ptr(row), rowBytes) != 0)
-            return false;
-    }
-    return true;
-}
 
 cv::Mat gaussian(const cv::Mat& mat)
 {
@@ -151,6 +133,12 @@ cv::Scalar SlideProcessor::getMSSIM(const cv::Mat& i1, const cv::Mat& i2)
     return cv::mean(map);
 }
 
+bool SlideProcessor::isPlainlyDifferent(const cv::Mat& before, const cv::Mat& after)
+{
+    const cv::Scalar similarity = getMSSIM(before, after);
+    return std::min({ similarity[0], similarity[1], similarity[2] }) < TileComparison::Threshold;
+}
+
 bool SlideProcessor::areSlidesDifferent(const cv::Mat* previous, const cv::Mat* current) const
 {
     if (current->cols < 1 || current->rows < 1)
@@ -162,17 +150,20 @@ bool SlideProcessor::areSlidesDifferent(const cv::Mat* previous, const cv::Mat* 
     if (current->channels() < 3)
         return true;
 
+    // A change of one letter must not drown in the rest of the frame: similarity is averaged over
+    // small tiles, not over the frame.
+    constexpr int TileSize = TileComparison::TileSize;
+    TileComparison tiles;
     for (int x = 0; x < current->cols; x += TileSize) {
         for (int y = 0; y < current->rows; y += TileSize) {
             const cv::Rect tile(
                 x, y, std::min(TileSize, current->cols - x), std::min(TileSize, current->rows - y));
             const cv::Mat before = (*previous)(tile);
             const cv::Mat after = (*current)(tile);
-            // Equal tiles have the similarity 1: numerator and denominator are the same terms.
-            if (sameBytes(before, after))
-                continue;
-            const cv::Scalar similarity = getMSSIM(before, after);
-            if (std::min({ similarity[0], similarity[1], similarity[2] }) < SimilarityThreshold)
+            const TileComparison::Verdict verdict = tiles.compare(before, after);
+            if (verdict == TileComparison::Verdict::Different
+                || (verdict == TileComparison::Verdict::Undecided
+                    && isPlainlyDifferent(before, after)))
                 return true;
         }
     }

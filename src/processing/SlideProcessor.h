@@ -52,6 +52,8 @@ protected:
     /// and type, after Wang, Bovik, Sheikh and Simoncelli, "Image quality assessment: from error
     /// visibility to structural similarity", IEEE Transactions on Image Processing 13 (2004).
     [[nodiscard]] static cv::Scalar getMSSIM(const cv::Mat& i1, const cv::Mat& i2);
+    /// The decision about a tile by getMSSIM() alone; what every shortcut agrees with.
+    [[nodiscard]] static bool isPlainlyDifferent(const cv::Mat& before, const cv::Mat& after);
     [[nodiscard]] bool areSlidesDifferent(const cv::Mat* previous, const cv::Mat* current) const;
     /// Takes over the preprocessed @p slides as the reference for the next capture, whatever it
     /// decides, also when the comparison throws.

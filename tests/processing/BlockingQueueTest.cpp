@@ -11,28 +11,8 @@ class BlockingQueueTest : public QObject
     Q_OBJECT
 
 private slots:
-    void order();
     void nothingLostWhenClosedInMidFlight();
 };
-
-void BlockingQueueTest::order()
-{
-    using Queue = BlockingQueue<int>;
-    for (const auto order : { Queue::Order::OldestFirst, Queue::Order::NewestFirst }) {
-        Queue queue(order);
-        QVERIFY(queue.push(1) && queue.push(2) && queue.push(3));
-        queue.close();
-        QVERIFY(!queue.push(4));
-        QList<int> popped;
-        qsizetype remaining = 3;
-        for (qsizetype left = 2; const auto item = queue.pop(&remaining); --left) {
-            popped.append(*item);
-            QCOMPARE(remaining, left);
-        }
-        QCOMPARE(
-            popped, (order == Queue::Order::OldestFirst ? QList{ 1, 2, 3 } : QList{ 3, 2, 1 }));
-    }
-}
 
 // Producers run into a close at a different moment in every round: each accepted item comes out
 // exactly once and in its producer's order, and the consumer always ends.

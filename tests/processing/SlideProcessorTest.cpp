@@ -1,10 +1,10 @@
 #include "processing/SlideProcessor.h"
 
+#include <QSignalSpy>
 #include <QTest>
 
 #include <opencv2/imgproc.hpp>
 
-#include <atomic>
 #include <memory>
 
 namespace {
@@ -21,23 +21,15 @@ QList<SlideImage> toSlides(const QList<cv::Mat>& frames)
     return slides;
 }
 
-// A slide as it is shown in a lecture: a gradient, a box, some lines of text.
-cv::Mat deckSlide(cv::Size size = { 1920, 1080 }, int type = CV_8UC3)
+// A slide as it is shown in a lecture: a gradient, some lines of text.
+cv::Mat deckSlide(cv::Size size = { 1920, 1080 })
 {
-    cv::Mat slide(size, type);
+    cv::Mat slide(size, CV_8UC3);
     for (int row = 0; row < slide.rows; ++row)
-        slide.row(row).setTo(cv::Scalar(230, 235, 255 - 60 * row / slide.rows, 255));
-    cv::rectangle(slide, { size.width / 2, size.height / 2, size.width / 3, size.height / 4 },
-        cv::Scalar(180, 90, 30, 255), cv::FILLED);
+        slide.row(row).setTo(cv::Scalar(230, 235, 255 - 60 * row / slide.rows));
     for (int line = 1; line < 5; ++line)
         cv::putText(slide, "Fourier: f(x) = sum", { size.width / 12, line * size.height / 9 },
-            cv::FONT_HERSHEY_SIMPLEX, size.width / 1000.0, cv::Scalar(20, 20, 20, 255), 2);
-    return slide;
-}
-
-cv::Mat with(cv::Mat slide, cv::Rect area, const cv::Scalar& color)
-{
-    slide(area).setTo(color);
+            cv::FONT_HERSHEY_SIMPLEX, size.width / 1000.0, cv::Scalar(20, 20, 20), 2);
     return slide;
 }
 
@@ -55,34 +47,30 @@ class TestedProcessor : public SlideProcessor
 public:
     using SlideProcessor::getMSSIM;
     using SlideProcessor::preprocessSlide;
+    using SlideProcessor::run;
 };
 
 // The formula, written down pixel by pixel in double precision.
 double similarity(const cv::Mat& a, const cv::Mat& b, int channel)
 {
-    const auto at = [channel](const cv::Mat& mat, int y, int x) {
-        y = cv::borderInterpolate(y, mat.rows, cv::BORDER_REFLECT_101);
-        x = cv::borderInterpolate(x, mat.cols, cv::BORDER_REFLECT_101);
-        return double(mat.at<cv::Vec3b>(y, x)[channel]);
-    };
     double sum = 0;
-    for (int y = 0; y < a.rows; ++y) {
-        for (int x = 0; x < a.cols; ++x) {
-            double sums[6] = {};
-            for (int i = 0; i < 11 * 11; ++i) {
-                const int dx = i % 11 - 5, dy = i / 11 - 5;
-                const double weight = std::exp(-(dx * dx + dy * dy) / (2 * 1.5 * 1.5));
-                const double p = at(a, y + dy, x + dx), q = at(b, y + dy, x + dx);
-                const double terms[6] = { 1, p, q, p * p, q * q, p * q };
-                for (int term = 0; term < 6; ++term)
-                    sums[term] += weight * terms[term];
-            }
-            const auto mean = [&sums](int term) { return sums[term] / sums[0]; };
-            const double m1 = mean(1), m2 = mean(2);
-            const double v1 = mean(3) - m1 * m1, v2 = mean(4) - m2 * m2;
-            sum += (2 * m1 * m2 + 6.5025) * (2 * (mean(5) - m1 * m2) + 58.5225)
-                / ((m1 * m1 + m2 * m2 + 6.5025) * (v1 + v2 + 58.5225));
+    for (int i = 0; i < a.rows * a.cols; ++i) {
+        double sums[6] = {};
+        for (int j = 0; j < 11 * 11; ++j) {
+            const int dx = j % 11 - 5, dy = j / 11 - 5;
+            const int y = cv::borderInterpolate(i / a.cols + dy, a.rows, cv::BORDER_REFLECT_101);
+            const int x = cv::borderInterpolate(i % a.cols + dx, a.cols, cv::BORDER_REFLECT_101);
+            const double weight = std::exp(-(dx * dx + dy * dy) / (2 * 1.5 * 1.5));
+            const double p = a.at<cv::Vec3b>(y, x)[channel], q = b.at<cv::Vec3b>(y, x)[channel];
+            const double terms[6] = { 1, p, q, p * p, q * q, p * q };
+            for (int term = 0; term < 6; ++term)
+                sums[term] += weight * terms[term];
         }
+        const auto mean = [&sums](int term) { return sums[term] / sums[0]; };
+        const double m1 = mean(1), m2 = mean(2);
+        const double v1 = mean(3) - m1 * m1, v2 = mean(4) - m2 * m2;
+        sum += (2 * m1 * m2 + 6.5025) * (2 * (mean(5) - m1 * m2) + 58.5225)
+            / ((m1 * m1 + m2 * m2 + 6.5025) * (v1 + v2 + 58.5225));
     }
     return sum / (a.rows * a.cols);
 }
@@ -96,8 +84,8 @@ class SlideProcessorTest : public QObject
 private slots:
     void newSlides_data();
     void newSlides();
-    void processingSize_data();
-    void processingSize();
+    void preprocessing_data();
+    void preprocessing();
     void similarityFormula();
 };
 
@@ -114,17 +102,16 @@ void SlideProcessorTest::newSlides_data()
 
     const cv::Mat empty;
     const cv::Mat slide = deckSlide();
-    const cv::Mat other = with(deckSlide(), { 200, 700, 300, 200 }, { 0, 0, 200 });
-    const cv::Mat corner = with(deckSlide(), { 1880, 1056, 40, 24 }, { 0, 0, 0 });
+    const cv::Mat other = deckSlide();
+    other({ 200, 700, 300, 200 }).setTo(cv::Scalar(0, 0, 200));
+    const cv::Mat corner = deckSlide();
+    corner({ 1880, 1056, 40, 24 }).setTo(0);
     cv::Mat blueOnly = deckSlide();
     const cv::Rect patch(600, 150, 150, 150);
     cv::subtract(blueOnly(patch), cv::Scalar(120, 0, 0), blueOnly(patch));
-    cv::Mat letter = deckSlide();
-    cv::putText(letter, "x", { 1700, 900 }, cv::FONT_HERSHEY_SIMPLEX, 1.5, { 20, 20, 20 }, 3);
     const cv::Mat grey(90, 90, CV_8U, cv::Scalar(7));
     const cv::Mat opaque(90, 90, CV_8UC4, cv::Scalar(9, 9, 9, 255));
     const cv::Mat transparent(90, 90, CV_8UC4, cv::Scalar(9, 9, 9, 0));
-    const cv::Mat flat(2, 5000, CV_8UC3, cv::Scalar(5, 5, 5));
     const cv::Mat notResizable(90, 700, CV_32SC3, cv::Scalar(0));
     Captures fading;
     for (int level = 100; level <= 200; level += 5)
@@ -132,27 +119,18 @@ void SlideProcessorTest::newSlides_data()
 
     row("nothing", {}, {});
     row("unchanged", { { slide }, { slide }, { slide } }, { 0 });
-    row("changed and back", { { slide }, { other }, { other }, { slide } }, { 0, 1, 3 });
-    row("one letter", { { slide }, { letter } }, { 0, 1 });
     row("the narrow last tile", { { slide }, { corner } }, { 0, 1 });
     row("one channel of three", { { slide }, { blueOnly } }, { 0, 1 });
-    row("weak noise of a camera", { { noisy(slide, 2) }, { noisy(slide, 2) } }, { 0 });
     row("slow change", fading, { 0 });
     row("the same change at once", { fading.first(), fading.last() }, { 0, 1 });
     row("second screen comes and goes",
         { { slide }, { slide, slide }, { slide, slide }, { slide } }, { 0, 1, 3 });
-    row("second screen changes", { { slide, slide }, { slide, other } }, { 0, 1 });
     row("forced, and the next reference", { { slide }, { other }, { other }, { slide } },
         { 0, 1, 3 }, 1);
-    row("forced without a change", { { slide }, { slide }, { slide } }, { 0, 1 }, 1);
     row("another size", { { slide }, { deckSlide({ 640, 480 }) } }, { 0, 1 });
-    row("another format", { { slide }, { deckSlide({ 1920, 1080 }, CV_8UC4) } }, { 0, 1 });
     row("single channel", { { grey }, { grey } }, { 0, 1 });
     row("fourth channel is not compared", { { opaque }, { transparent } }, { 0 });
-    row("no screens", { {}, {} }, {});
-    row("empty frames", { { empty }, { empty } }, { 0 });
     row("frame lost and found", { { slide }, { empty }, { slide } }, { 0, 2 });
-    row("very flat frame", { { flat }, { flat } }, { 0 });
     row("failing comparison", { { slide }, { notResizable }, { slide }, { slide } }, { 0, 1, 2 },
         -1, 1);
 }
@@ -161,61 +139,51 @@ void SlideProcessorTest::newSlides()
 {
     QFETCH(Captures, captures);
     QFETCH(int, forced);
-    SlideProcessor processor;
-    // Filled on the worker; "ended" makes them visible here.
+    TestedProcessor processor;
     QList<qint64> processed;
-    int errors = 0;
-    std::atomic<bool> ended = false;
-    const auto keep = [&processed](qint64 time, const QList<SlideImage>& slides) {
-        processed.append(time);
-        for (const SlideImage& slide : slides)
-            QVERIFY(slide.mat); // handed over, not deleted
-        deleteMatrices(slides);
-    };
-    connect(&processor, &SlideProcessor::slidesProcessed, this, keep, Qt::DirectConnection);
-    connect(
-        &processor, &SlideProcessor::processingError, this, [&] { ++errors; },
-        Qt::DirectConnection);
-    connect(
-        &processor, &SlideProcessor::stopped, this, [&] { ended = true; }, Qt::DirectConnection);
-
-    processor.start();
+    QSignalSpy errors(&processor, &SlideProcessor::processingError);
+    QSignalSpy stopped(&processor, &SlideProcessor::stopped);
+    connect(&processor, &SlideProcessor::slidesProcessed, this,
+        [&processed](qint64 time, const QList<SlideImage>& slides) {
+            processed.append(time);
+            deleteMatrices(slides); // handed over: the leak check and this agree
+        });
     for (int i = 0; i < captures.size(); ++i)
         processor.addSlides(i, toSlides(captures[i]), i == forced);
     processor.requestStop();
     processor.addSlides(99, toSlides({ deckSlide() }), true); // refused, and not leaked
-    QVERIFY(processor.wait(60'000));
-    QVERIFY(ended);
+    processor.run(); // the worker's loop, on this thread
+    QCOMPARE(stopped.size(), 1);
     QTEST(processed, "expected");
-    QTEST(errors, "errors");
+    QTEST(int(errors.size()), "errors");
     QCOMPARE(processor.capturedSlideCount(), processed.size());
 }
 
-void SlideProcessorTest::processingSize_data()
+void SlideProcessorTest::preprocessing_data()
 {
     QTest::addColumn<QSize>("frame");
     QTest::addColumn<QSize>("expected");
-    QTest::newRow("full HD") << QSize(1920, 1080) << QSize(640, 360);
-    QTest::newRow("5:4") << QSize(1280, 1024) << QSize(640, 512);
+    QTest::newRow("very flat, one row at least") << QSize(5000, 2) << QSize(640, 1);
+    QTest::newRow("4K") << QSize(3840, 2160) << QSize(640, 360);
     QTest::newRow("truncated, not rounded") << QSize(1366, 768) << QSize(640, 359);
-    QTest::newRow("exactly 640 wide") << QSize(640, 480) << QSize(640, 480);
-    QTest::newRow("portrait, not wide") << QSize(600, 800) << QSize(600, 800);
+    QTest::newRow("exactly 640 wide") << QSize(640, 700) << QSize(640, 700);
 }
 
-void SlideProcessorTest::processingSize()
+// The same pixels as resizing and smoothing a copy gives; the frame stays as it was for the saver.
+void SlideProcessorTest::preprocessing()
 {
     QFETCH(QSize, frame);
-    cv::Mat mat(frame.height(), frame.width(), CV_8UC3, cv::Scalar::all(0));
-    mat({ frame.width() / 2 - 20, frame.height() / 2 - 20, 1, 1 }).setTo(cv::Scalar(90, 180, 0));
-    const cv::Mat original = mat.clone();
+    QFETCH(QSize, expected);
+    const cv::Mat original = noisy(deckSlide({ frame.width(), frame.height() }), 20);
+    const cv::Mat mat = original.clone();
+    cv::Mat plain = original.clone();
+    if (frame != expected)
+        cv::resize(plain, plain, { expected.width(), expected.height() }, 0, 0, cv::INTER_LINEAR);
+    cv::blur(plain, plain, { 3, 3 });
     const std::unique_ptr<cv::Mat> result(TestedProcessor().preprocessSlide(&mat));
-    QTEST(QSize(result->cols, result->rows), "expected");
-    QCOMPARE(cv::norm(mat, original), 0.0); // the saver still needs it
-    if (result->size() == mat.size()) { // not resized: the box filter alone
-        const cv::Vec3b around
-            = result->at<cv::Vec3b>(frame.height() / 2 - 21, frame.width() / 2 - 19);
-        QCOMPARE(around, cv::Vec3b(10, 20, 0));
-    }
+    QCOMPARE(QSize(result->cols, result->rows), expected);
+    QCOMPARE(cv::norm(*result, plain, cv::NORM_INF), 0.0);
+    QCOMPARE(cv::norm(mat, original, cv::NORM_INF), 0.0);
 }
 
 void SlideProcessorTest::similarityFormula()

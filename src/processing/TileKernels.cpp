@@ -1,0 +1,3 @@
+#include "processing/TileKernelsSimd.h"
+
+const TileKernels tileKernelsBaseline = kernels;
