@@ -75,6 +75,12 @@ def still(helpers, recorder, options):
     print(f"{len(first)} slide(s) in {options.seconds} s, {len(later)} after the change")
 
 
+def pixel(presentation, screen, number):
+    """Width, height and the colour near the upper left corner of a slide's picture."""
+    return run("/usr/bin/convert", presentation / f"{screen}-{number:04}.png", "-format",
+               "%w %h %[hex:p{5,5}]", "info:").strip()
+
+
 def monitors(helpers, recorder, options):
     """One picture for each screen, in Qt's order, also after a screen was plugged in."""
     desktop = helpers.directory / "desktop.png"
@@ -83,7 +89,9 @@ def monitors(helpers, recorder, options):
     run("xsetroot", "-solid", f"#{COLOURS[2880]}")
     presentation = recorder.start_recording()
     helpers.slide(f"show {desktop}")
-    time.sleep(2.5)
+    # A capture may come just when the picture's window is there, but not its picture yet.
+    wait_for("a slide of the picture",
+             lambda: pixel(presentation, 0, len(slides(presentation))).endswith(COLOURS[0]))
     covered = len(slides(presentation))
     run("xrandr", "--setmonitor", "THIRD", "960/254x1080/286+2880+0", "none")
     wait_for("a slide of three screens", lambda: list(presentation.glob("2-*.png")))
@@ -103,8 +111,7 @@ def monitors(helpers, recorder, options):
         layout = layouts[0] if moment < plugged else layouts[-1]
         expect(count == len(layout), f"slide {number} at {moment} ms has {count} pictures")
         for screen, area in enumerate(layout):
-            found = run("/usr/bin/convert", presentation / f"{screen}-{number:04}.png", "-format",
-                        "%w %h %[hex:p{5,5}]", "info:")
+            found = pixel(presentation, screen, number)
             wanted = f"{area['width']} {area['height']} {COLOURS[area['x']]}"
             expect(found.startswith(wanted), f"screen {screen} of slide {number}: {found}, "
                    f"not {wanted}")

@@ -32,7 +32,6 @@ public:
             | Qt::WindowTransparentForInput | Qt::WindowDoesNotAcceptFocus);
         setProperty("_q_showWithoutActivating", true); // what Windows goes by
         setTitle(u"Slides"_s);
-        setGeometry(screen()->virtualGeometry());
     }
 
     /// Shows the picture and returns whether it could be read. Answers when it is on the screen.
@@ -41,6 +40,10 @@ public:
         QImage picture(path);
         if (picture.isNull()) {
             return false;
+        }
+        // Now and not at the start: monitors may have come since.
+        if (!isExposed()) {
+            setGeometry(screen()->virtualGeometry());
         }
         if (picture.width() > width() || picture.height() > height()) {
             picture = picture.scaled(size(), Qt::KeepAspectRatio, Qt::SmoothTransformation);
