@@ -96,12 +96,9 @@ bool HttpTestServer::handleRequest(const QHttpServerRequest& request, QTcpSocket
     record.path = request.url().path();
     record.body = request.body();
     record.json = QJsonDocument::fromJson(record.body).object();
-    for (const auto& [key, value] : request.headers()) {
-        if (key.compare("content-type", Qt::CaseInsensitive) == 0)
-            record.problems += value == "application/json"
-                ? QStringList()
-                : QStringList(u"content type "_s + QString::fromLatin1(value));
-    }
+    const QByteArray contentType = request.value("content-type");
+    if (!record.body.isEmpty() && contentType != "application/json")
+        record.problems += u"content type '%1'"_s.arg(QString::fromLatin1(contentType));
 
     Fault fault = Fault::None;
     const auto pending = m_faults.find(record.path);
