@@ -4,6 +4,7 @@ set(PODIUMCAST_SERVICE_HOST "podiumcast.example" CACHE STRING
     "Host name of the service: REST interface, organisation domain and the links in the window")
 option(PODIUMCAST_WERROR "Treat warnings as errors (developers' presets)" OFF)
 option(PODIUMCAST_BENCH "Build the benchmarks" OFF)
+option(PODIUMCAST_FUZZ "Build the libFuzzer targets instead of the tests that replay their corpora" OFF)
 set(PODIUMCAST_SANITIZE "" CACHE STRING "Sanitizers, as for -fsanitize= (empty: none)")
 
 set(CMAKE_CXX_STANDARD 17)

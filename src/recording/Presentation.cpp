@@ -267,7 +267,8 @@ bool Presentation::loadXml()
     if (xml.hasError())
         return false;
 
-    setTitle(title);
+    // Qt lets single surrogates through.
+    setTitle(withoutInvalidXmlCharacters(title));
     setRecordedAt(QDateTime::fromString(recordingStart, Qt::ISODate));
     qDebug() << "[Presentation]"
              << "loaded presentation" << m_title;

@@ -2,62 +2,14 @@
 
 #include "recording/Presentation.h"
 #include "web/LiveStreamUploader.h"
+#include "web/StreamReply.h"
 #include "web/WebApi.h"
 
 #include <QCoreApplication>
 #include <QDebug>
-#include <QJsonArray>
 #include <QJsonObject>
-#include <QJsonValue>
 
-#include <cmath>
 #include <utility>
-
-using namespace Qt::StringLiterals;
-
-namespace {
-
-constexpr qsizetype maxMessageLength = 500;
-
-/// A scalar as the text that a person would write for it: whole numbers without point or exponent.
-QString scalarToString(const QJsonValue& value)
-{
-    if (value.isBool())
-        return value.toBool() ? u"true"_s : u"false"_s;
-    if (!value.isDouble())
-        return value.toString();
-    // Integers of 64 bits are exact in JSON values, larger ones are not.
-    constexpr qint64 none = -1;
-    const qint64 integer = value.toInteger(none);
-    if (integer != none || value.toInteger(0) == none)
-        return QString::number(integer);
-    const double number = value.toDouble();
-    return QString::number(
-        number, 'f', std::trunc(number) == number ? 0 : QLocale::FloatingPointShortest);
-}
-
-/// @p value without the texts of keys that name a secret: an error answer may quote the request.
-QJsonValue withoutSecrets(const QJsonValue& value)
-{
-    if (value.isArray()) {
-        QJsonArray result;
-        for (const QJsonValue& entry : value.toArray())
-            result.append(withoutSecrets(entry));
-        return result;
-    }
-    if (!value.isObject())
-        return value;
-    QJsonObject result = value.toObject();
-    for (auto it = result.begin(); it != result.end(); ++it) {
-        bool secret = false;
-        for (const auto word : { "token"_L1, "password"_L1, "secret"_L1, "credential"_L1 })
-            secret = secret || it.key().contains(word, Qt::CaseInsensitive);
-        it.value() = secret ? QJsonValue(u"***"_s) : withoutSecrets(it.value());
-    }
-    return result;
-}
-
-} // namespace
 
 LiveStream::LiveStream(
     Presentation* presentation, bool connectToExistingLiveStream, const QString& presentationId)
@@ -136,30 +88,17 @@ void LiveStream::createLiveStream()
 
 void LiveStream::readCreateReply()
 {
-    const QJsonObject json = m_createReply ? m_createReply->jsonResponse() : QJsonObject();
-    const QJsonObject presentation = json.value("presentation"_L1).toObject();
-    const QJsonObject stream = json.value("presentation_stream"_L1).toObject();
-    const QJsonObject upload = json.value("upload"_L1).toObject();
-    const QJsonObject credentials = upload.value("credentials"_L1).toObject();
-
-    m_confirmedPresentationId = scalarToString(presentation.value("id"_L1));
+    const StreamReply reply
+        = StreamReply::read(m_createReply ? m_createReply->jsonResponse() : QJsonObject());
+    m_uploaderConfig = reply.uploader;
+    m_confirmedPresentationId = reply.uploader.presentationId;
+    m_presentationStreamId = reply.uploader.presentationStreamId;
+    m_presentationStreamStart = reply.uploader.presentationStreamStart;
+    m_presentationStreamVersion = reply.uploader.presentationStreamVersion;
     if (m_presentation) {
         m_presentation->setLivestreamPresentationId(m_confirmedPresentationId);
-        m_presentation->setTitle(presentation.value("title"_L1).toString());
+        m_presentation->setTitle(reply.presentationTitle);
     }
-    m_presentationStreamId = stream.value("id"_L1).toInteger();
-    m_presentationStreamStart = stream.value("app_start"_L1).toInteger();
-    m_presentationStreamVersion = stream.value("current_slide_version"_L1).toInt();
-
-    m_uploaderConfig.presentationId = m_confirmedPresentationId;
-    m_uploaderConfig.presentationStreamId = m_presentationStreamId;
-    m_uploaderConfig.presentationStreamStart = m_presentationStreamStart;
-    m_uploaderConfig.presentationStreamVersion = m_presentationStreamVersion;
-    m_uploaderConfig.bucket = upload.value("bucket"_L1).toString();
-    m_uploaderConfig.prefix = upload.value("prefix"_L1).toString();
-    m_uploaderConfig.accessKeyId = credentials.value("access_key_id"_L1).toString();
-    m_uploaderConfig.secretAccessKey = credentials.value("secret_access_key"_L1).toString();
-    m_uploaderConfig.sessionToken = credentials.value("session_token"_L1).toString();
 }
 
 void LiveStream::createLiveStreamUploader()
@@ -203,14 +142,9 @@ void LiveStream::createLiveStreamUploader()
 void LiveStream::handleLiveStreamCreateError(QNetworkReply::NetworkError error)
 {
     const QJsonObject json = m_createReply ? m_createReply->jsonResponse() : QJsonObject();
-    qDebug() << "[LiveStream]" << error << withoutSecrets(json).toObject();
+    qDebug() << "[LiveStream]" << error << StreamReply::printable(json);
     m_running = false;
-    // For one label: a service that answers with a novel must not fill the window.
-    QString message = json.value("message"_L1).toString().left(maxMessageLength);
-    if (message.isEmpty())
-        message = error == QNetworkReply::InternalServerError ? tr("Internal server error.")
-                                                              : tr("Unknown error.");
-    emit startFailed(message);
+    emit startFailed(StreamReply::failure(json, error));
 }
 
 void LiveStream::uploadSlide(int screen, qint64 time, const QString& filePath)

@@ -1,0 +1,37 @@
+#include "fuzz/FuzzTargets.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+/// What the fuzzers found worth keeping, in every build.
+class TestFuzzReplay : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void corpus_data()
+    {
+        QTest::addColumn<int>("target");
+        for (int i = 0; i < int(FuzzTargets.size()); ++i)
+            QTest::newRow(FuzzTargets[std::size_t(i)].name) << i;
+    }
+    void corpus()
+    {
+        QFETCH(const int, target);
+        const FuzzTarget& fuzz = FuzzTargets[std::size_t(target)];
+        const QDir corpus(QStringLiteral(PODIUMCAST_CORPUS "/") + QLatin1StringView(fuzz.name));
+        const QStringList names = corpus.entryList(QDir::Files);
+        QVERIFY(!names.isEmpty());
+        for (const QString& name : names) {
+            QFile file(corpus.filePath(name));
+            QVERIFY(file.open(QIODevice::ReadOnly));
+            fuzz.run(file.readAll());
+        }
+    }
+};
+
+QTEST_GUILESS_MAIN(TestFuzzReplay)
+#include "tst_fuzzreplay.moc"
