@@ -5,6 +5,7 @@
 #include <QSocketNotifier>
 
 #include <csignal>
+#include <malloc.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -42,11 +43,25 @@ void quitOnSignals()
         sigaction(number, &action, nullptr);
 }
 
+// Left to itself, glibc soon takes the memory of frames from the heaps of the threads that make
+// them, which keep it: 40 MB more for a screen of 1920x1080. A fixed threshold returns each frame's
+// memory to the system. Lower, small pictures would cost page faults, too; higher, the frames of
+// such a screen (6 MB) would stay.
+void returnMemoryOfFrames()
+{
+#ifdef __GLIBC__
+    constexpr int Threshold = 4'000'000;
+    mallopt(M_MMAP_THRESHOLD, Threshold);
+    mallopt(M_TRIM_THRESHOLD, Threshold);
+#endif
+}
+
 } // namespace
 
 Q_COREAPP_STARTUP_FUNCTION(quitOnSignals)
 
 int main(int argc, char** argv)
 {
+    returnMemoryOfFrames();
     return qMain(argc, argv);
 }

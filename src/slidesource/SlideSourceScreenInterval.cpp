@@ -2,8 +2,6 @@
 
 #include <QDebug>
 #include <QMetaEnum>
-#include <QPixmap>
-#include <QScreen>
 #include <QTimer>
 
 #include <opencv2/imgproc.hpp>
@@ -58,9 +56,7 @@ void SlideSourceScreenInterval::capture(bool forceNewSlide)
 {
     const qint64 time = currentSlideTime();
     QList<SlideImage> slides;
-    m_screens.forEach([&slides](QScreen* screen) {
-        slides.append({ nullptr, screen->grabWindow(0, 0, 0, -1, -1).toImage() });
-    });
+    m_screens.forEach([&](QScreen* screen) { slides.append({ nullptr, m_grabber.grab(screen) }); });
     // Outside the registry's lock: the conversion needs no screen.
     for (SlideImage& slide : slides)
         slide.mat = qImageToCvMat(slide.image);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "slidesource/ScreenGrabber.h"
 #include "slidesource/ScreenRegistry.h"
 #include "slidesource/SlideSource.h"
 
@@ -33,5 +34,6 @@ protected:
 
 private:
     ScreenRegistry m_screens;
+    ScreenGrabber m_grabber; ///< used under the registry's lock
     std::unique_ptr<QTimer> m_captureTimer; ///< exists only while run() does
 };

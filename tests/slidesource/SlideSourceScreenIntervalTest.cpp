@@ -1,6 +1,7 @@
 #include "slidesource/SlideSourceScreenInterval.h"
 #include "slidesource/SourceProbe.h"
 
+#include <QFile>
 #include <QGuiApplication>
 #include <QProcess>
 #include <QScreen>
@@ -23,6 +24,11 @@ void xrandr(const QString& arguments)
     QCOMPARE(QProcess::execute(u"xrandr"_s, arguments.split(u' ')), 0);
 }
 
+void xsetroot(const QString& arguments)
+{
+    QCOMPARE(QProcess::execute(u"xsetroot"_s, arguments.split(u' ')), 0);
+}
+
 class TestedSource : public SlideSourceScreenInterval
 {
 public:
@@ -39,11 +45,15 @@ class SlideSourceScreenIntervalTest : public QObject
 private slots:
     void initTestCase();
     void framesShowTheScreensInQtsOrder();
+    void framesAreTheirOwn();
+    void desktopsOfOtherKinds_data();
+    void desktopsOfOtherKinds();
     void frozenAndForced();
     void monitorsComeAndGoDuringCapture();
     void conversion();
 
 private:
+    bool m_sharesMemory = true; ///< with the X server
     QImage m_wallpaper;
 };
 
@@ -59,6 +69,7 @@ void SlideSourceScreenIntervalTest::initTestCase()
     xrandr(u"--setmonitor LEFT 1920/508x1080/286+0+0 screen"_s);
     xrandr(u"--setmonitor RIGHT 1920/508x1080/286+1920+0 none"_s);
     QTRY_COMPARE(QGuiApplication::screens().size(), 2);
+    m_sharesMemory = !qEnvironmentVariableIsSet("PODIUMCAST_TEST_REMOTE");
 }
 
 void SlideSourceScreenIntervalTest::framesShowTheScreensInQtsOrder()
@@ -76,15 +87,84 @@ void SlideSourceScreenIntervalTest::framesShowTheScreensInQtsOrder()
     QCOMPARE(capture.images.size(), screens.size());
     QCOMPARE(probe.source->slidesResolutions().size(), screens.size());
     for (qsizetype i = 0; i < screens.size(); ++i) {
-        QCOMPARE(capture.images[i], m_wallpaper.copy(screens[i]->geometry()));
-        cv::Mat expected;
-        cv::cvtColor(cv::Mat(1080, 1920, CV_8UC4, const_cast<uchar*>(capture.images[i].bits()),
-                         size_t(capture.images[i].bytesPerLine())),
-            expected, cv::COLOR_BGRA2BGR);
-        QCOMPARE(cv::norm(capture.mats[i], expected), 0.0);
+        const QImage grabbed = screens[i]->grabWindow(0).toImage();
+        QCOMPARE(capture.images[i], grabbed);
+        QCOMPARE(capture.images[i].devicePixelRatio(), screens[i]->devicePixelRatio());
+        QCOMPARE(capture.images[i].dotsPerMeterX(), grabbed.dotsPerMeterX());
+        QCOMPARE(qAlpha(reinterpret_cast<const QRgb*>(capture.images[i].constBits())[5]), 255);
+        const QRect area(screens[i]->geometry().topLeft(), QSize(1920, 1080)); // as set above
+        const QImage expected = m_wallpaper.copy(area);
+        QCOMPARE(QImage(capture.images[i].constBits(), 1920, 1080, QImage::Format_RGB32), expected);
+        const cv::Mat mat(1080, 1920, CV_8UC4, const_cast<uchar*>(expected.constBits()));
+        cv::Mat bgr;
+        cv::cvtColor(mat, bgr, cv::COLOR_BGRA2BGR);
+        QCOMPARE(cv::norm(capture.mats[i], bgr), 0.0);
     }
     xrandr(u"--delmonitor FRONT"_s);
     QTRY_COMPARE(QGuiApplication::screens().size(), 2);
+}
+
+// Memory that is shared with the X server is written again only when nobody has the picture.
+void SlideSourceScreenIntervalTest::framesAreTheirOwn()
+{
+    QList<QImage> kept;
+    {
+        SourceProbe probe(ScreenInfo);
+        QVERIFY(probe.becomesReady());
+        probe.force();
+        probe.force(); // the first one of a scaled screen is Qt's
+        kept = probe.captures.first().images;
+        QFile maps(u"/proc/self/maps"_s);
+        QVERIFY(maps.open(QIODevice::ReadOnly));
+        QCOMPARE(maps.readAll().contains("memfd:podiumcast-screen"), m_sharesMemory);
+        xsetroot(u"-solid #123456"_s);
+        for (int round = 0; round < 3; ++round) {
+            probe.force();
+            QCOMPARE(probe.captures.first().images[0].pixel(7, 7), 0xff123456);
+        }
+        // A monitor that is not all on the desktop, as while the desktop shrinks.
+        xrandr(u"--setmonitor OUTSIDE 640/170x480/127+3600+900 none"_s);
+        QTRY_COMPARE(QGuiApplication::screens().size(), 3);
+        probe.force();
+        QCOMPARE(probe.captures.first().images.size(), 3);
+        QCOMPARE(probe.captures.first().images[2].pixel(7, 7), 0xff123456);
+        xrandr(u"--delmonitor OUTSIDE"_s);
+        QTRY_COMPARE(QGuiApplication::screens().size(), 2);
+    }
+    for (const QImage& image : std::as_const(kept))
+        QVERIFY(image.pixel(7, 7) != 0xff123456 && image.pixel(9, 7) != image.pixel(7, 9));
+}
+
+void SlideSourceScreenIntervalTest::desktopsOfOtherKinds_data()
+{
+    QTest::addColumn<QStringList>("environment");
+    QTest::newRow("scaled") << QStringList{ u"QT_SCALE_FACTOR=1.75"_s };
+    QTest::newRow("remote") << QStringList{ u"PODIUMCAST_TEST_REMOTE=1"_s };
+}
+
+// This program again: on scaled screens, and on an X server that shares no memory.
+void SlideSourceScreenIntervalTest::desktopsOfOtherKinds()
+{
+    QFETCH(QStringList, environment);
+    QProcess server;
+    server.setProcessChannelMode(QProcess::SeparateChannels);
+    server.start(u"Xvfb"_s,
+        { u"-displayfd"_s, u"1"_s, u"-screen"_s, u"0"_s, u"3840x1080x24"_s, u"-nolisten"_s,
+            u"tcp"_s, u"-noreset"_s,
+            environment.first().startsWith(u"PODIUMCAST"_s) ? u"-extension"_s : u"+extension"_s,
+            u"MIT-SHM"_s });
+    QVERIFY(server.waitForReadyRead(20'000));
+    QProcess test;
+    test.setProcessChannelMode(QProcess::MergedChannels);
+    test.setEnvironment(QProcess::systemEnvironment() + environment
+        + QStringList{ u"DISPLAY=:"_s + QString::fromLatin1(server.readLine()).trimmed() });
+    test.start(QCoreApplication::applicationFilePath(),
+        { u"framesShowTheScreensInQtsOrder"_s, u"framesAreTheirOwn"_s });
+    const bool finished = test.waitForFinished(60'000);
+    server.terminate();
+    QVERIFY(server.waitForFinished(10'000));
+    QVERIFY2(finished && test.exitStatus() == QProcess::NormalExit && test.exitCode() == 0,
+        test.readAll().constData());
 }
 
 void SlideSourceScreenIntervalTest::frozenAndForced()
