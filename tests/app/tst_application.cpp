@@ -1,4 +1,5 @@
 #include "app/Application.h"
+#include "harness/IsolatedSettings.h"
 #include "settings/RecorderSettings.h"
 #include "slidesource/SlideImage.h"
 #include "ui/MainWindow.h"
@@ -56,7 +57,8 @@ private slots:
         QTest::newRow("work directory is gone")
             << m_dir.filePath(u"gone"_s) << 2 << u"does not exist"_s;
         QTest::newRow("work directory cannot be written")
-            << u"/proc"_s << 2 << u"no folder for it could be made in /proc"_s;
+            << u"/proc"_s << 2
+            << u"no folder for it could be made in "_s + QDir::toNativeSeparators(u"/proc"_s);
         QTest::newRow("no such slide source")
             << m_dir.path() << 1 << u"slide source \"Odd\" cannot be used"_s;
     }

@@ -1,11 +1,19 @@
 #pragma once
 
-#include <QFile>
+#include <QSettings>
 #include <QTemporaryDir>
+
+/// From now on the settings are INI files below the directory, on every platform: neither those of
+/// whoever runs the tests nor Windows' registry.
+inline void keepSettingsIn(const QString& directory)
+{
+    QSettings::setDefaultFormat(QSettings::IniFormat);
+    QSettings::setPath(QSettings::IniFormat, QSettings::UserScope, directory);
+}
 
 /// Including this gives a test program a store of settings of its own, before main() begins.
 inline const struct IsolatedSettings
 {
-    IsolatedSettings() { qputenv("XDG_CONFIG_HOME", QFile::encodeName(directory.path())); }
+    IsolatedSettings() { keepSettingsIn(directory.path()); }
     QTemporaryDir directory;
 } isolatedSettings;

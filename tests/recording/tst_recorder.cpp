@@ -1,3 +1,4 @@
+#include "harness/IsolatedSettings.h"
 #include "recording/Presentation.h"
 #include "recording/WatchedRecorder.h"
 #include "settings/RecorderSettings.h"

@@ -1,3 +1,4 @@
+#include "harness/IsolatedSettings.h"
 #include "settings/LiveStreamSettings.h"
 #include "settings/RecorderSettings.h"
 
@@ -5,7 +6,6 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QSettings>
-#include <QTemporaryDir>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -17,7 +17,6 @@ class TestSettings : public QObject
 private slots:
     void initTestCase()
     {
-        QVERIFY(qputenv("XDG_CONFIG_HOME", m_dir.path().toUtf8()));
         QCoreApplication::setOrganizationName(u"Podiumcast"_s);
         QCoreApplication::setApplicationName(u"PodiumcastRecorder"_s);
     }
@@ -64,9 +63,6 @@ private slots:
         QTRY_COMPARE(QSettings().value(u"recorderSettings/slideWidth"_s).toString(),
             QString::number(recorder->slideWidth()));
     }
-
-private:
-    QTemporaryDir m_dir;
 };
 
 QTEST_GUILESS_MAIN(TestSettings)

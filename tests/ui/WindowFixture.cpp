@@ -1,5 +1,6 @@
 #include "ui/WindowFixture.h"
 
+#include "harness/IsolatedSettings.h"
 #include "ui/SlideSourcePreview.h"
 
 #include <QCoreApplication>
@@ -14,7 +15,7 @@ using namespace Qt::StringLiterals;
 
 WindowFixture::WindowFixture()
 {
-    qputenv("XDG_CONFIG_HOME", m_dir.filePath(u"config"_s).toUtf8());
+    keepSettingsIn(m_dir.filePath(u"config"_s));
     QCoreApplication::setOrganizationName(u"Podiumcast"_s);
     QCoreApplication::setApplicationName(u"PodiumcastRecorder"_s);
     if (QQuickWindow::graphicsApi() != QSGRendererInterface::Software)
