@@ -1,5 +1,7 @@
 // The service and a video switcher as a program, for demonstrations: listens on loopback until it
-// is ended, and records every request as a line of JSON.
+// is ended, and records every request as a line of JSON. The line "down" on standard input has the
+// service cut all its connections and refuse new ones, "up" brings it back; each is repeated when it
+// is done.
 #include "service/TestCertificates.h"
 #include "service/TestService.h"
 
@@ -7,7 +9,10 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QMetaEnum>
+#include <QSocketNotifier>
 #include <QTextStream>
+
+#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
@@ -58,5 +63,20 @@ int main(int argc, char** argv)
     QTextStream(stdout) << "SERVICE https://localhost:" << service.port() << '\n'
                         << "SWITCHER http://127.0.0.1:" << switcher.port() << "/api/\n"
                         << "AUTHORITY " << directory.absoluteFilePath(u"ca.pem"_s) << Qt::endl;
+
+    const quint16 port = service.port();
+    QSocketNotifier commands(STDIN_FILENO, QSocketNotifier::Read);
+    QObject::connect(&commands, &QSocketNotifier::activated, &service, [&] {
+        char text[64] = {};
+        const ssize_t size = read(STDIN_FILENO, text, sizeof text - 1);
+        commands.setEnabled(size > 0);
+        const QByteArray command = QByteArray(text).trimmed();
+        if (command == "down")
+            service.shutDown();
+        else if (command != "up"
+            || !service.listenTls(certificates->serverConfiguration(), port))
+            return;
+        QTextStream(stdout) << command << Qt::endl;
+    });
     return application.exec();
 }

@@ -41,9 +41,10 @@ class Servers:
         self.store_values = json.loads(self.store.stdout.readline() or "{}")
         if not self.store_values:
             raise Failure("the S3 server did not start")
-        process = helpers.start(
+        process = self.process = helpers.start(
             service, "--directory", self.directory, "--email", EMAIL, "--token",
-            self.secrets["token"], "--bucket", BUCKET, stdout=subprocess.PIPE, text=True,
+            self.secrets["token"], "--bucket", BUCKET, stdin=subprocess.PIPE,
+            stdout=subprocess.PIPE, text=True, bufsize=1,
             env={**os.environ, "TEST_SERVICE_PASSWORD": self.secrets["password"],
                  "TEST_SERVICE_ACCESS_KEY_ID": self.store_values["accessKey"],
                  "TEST_SERVICE_SECRET_ACCESS_KEY": self.secrets["key"],
@@ -67,9 +68,18 @@ class Servers:
         path.write_text("[liveStreamSettings]\npollVMixApi=true\nvMixApiPollInterval=1000\n"
                         f"vMixApiEndpoint={self.switcher}\n")
 
-    def objects(self):
-        self.store.stdin.write(json.dumps({"cmd": "objects", "bucket": BUCKET}) + "\n")
+    def command_store(self, command):
+        self.store.stdin.write(json.dumps(command) + "\n")
         return json.loads(self.store.stdout.readline())
+
+    def switch_service(self, command):
+        """"down" or "up"."""
+        self.process.stdin.write(command + "\n")
+        if self.process.stdout.readline().strip() != command:
+            raise Failure(f"the service did not go {command}")
+
+    def objects(self):
+        return self.command_store({"cmd": "objects", "bucket": BUCKET})
 
     def requests(self, name="service"):
         path = self.directory / f"{name}.jsonl"
