@@ -38,19 +38,21 @@ int fail(const std::wstring& program, DWORD error)
 {
     const std::wstring text = program + L"\ncould not be started (Windows error "
         + std::to_wstring(error)
-        + L").\n\nUnpack the whole archive with its directories, or install Podiumcast Recorder again.";
+        + L").\n\nUnpack the whole archive with its directories, or install Podiumcast Recorder "
+          L"again.";
     MessageBoxW(nullptr, text.c_str(), L"Podiumcast Recorder", MB_ICONERROR | MB_OK);
     return -1;
 }
 
 } // namespace
 
-/// Lasts as long as the program and returns its exit code, as if the program itself had been started.
+/// Lasts as long as the program and returns its exit code, as if the program itself had been
+/// started.
 int WINAPI WinMain(HINSTANCE, HINSTANCE, LPSTR, int)
 {
     const std::wstring own = ownPath();
-    const std::wstring program
-        = own.substr(0, own.find_last_of(L'\\') + 1) + L"" PODIUMCAST_APP_DIRECTORY "\\PodiumcastRecorder.exe";
+    const std::wstring program = own.substr(0, own.find_last_of(L'\\') + 1)
+        + L"" PODIUMCAST_APP_DIRECTORY "\\PodiumcastRecorder.exe";
     std::wstring commandLine = L'"' + program + L'"' + arguments();
 
     // How the window is to appear, as whoever started the launcher asked for it.
@@ -61,7 +63,8 @@ int WINAPI WinMain(HINSTANCE, HINSTANCE, LPSTR, int)
             nullptr, &startup, &process))
         return fail(program, GetLastError());
 
-    // The right to come to the front goes on to the program, and from there to one that runs already.
+    // The right to come to the front goes on to the program, and from there to one that runs
+    // already.
     AllowSetForegroundWindow(ASFW_ANY);
     WaitForSingleObject(process.hProcess, INFINITE);
     DWORD exitCode = DWORD(-1);

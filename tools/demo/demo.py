@@ -59,8 +59,9 @@ class Talk:
             "center", "-annotate", "+0+0", "Not for the recording", self.notice)
         self.servers = options.service and live.Servers(helpers, options.service)
         launcher = self.servers.launcher() if self.servers else options.launcher
-        arguments = (f"{launcher} '{options.recorder}'".strip(), self.directory / "presentations",
-                     options.path_prefix)
+        arguments = (f"{launcher} '{options.recorder}'".strip(),
+                     options.work_dir or self.directory / "presentations", options.path_prefix,
+                     bool(options.work_dir))
         self.recorder = live.LiveRecorder(self.servers, *arguments) if self.servers \
             else Recorder(*arguments)
         self.truth = {"hertz": TONE_HERTZ, "views": [], "screens": [[0, 0, 1920, 1080]],
@@ -128,6 +129,9 @@ def main():
     parser.add_argument("--seconds-per-slide", type=float, default=4)
     parser.add_argument("--output", default="")
     parser.add_argument("--launcher", default="", help="what starts recorder and player, e.g. wine")
+    parser.add_argument("--player-launcher", help="what starts the player, if it is another program")
+    parser.add_argument("--work-dir", default="",
+                        help="where the program, left to itself, keeps its presentations")
     parser.add_argument("--service", default="", help="stream live; the test service's program")
     parser.add_argument("--prove-checker", action="store_true",
                         help="afterwards, see that the checker finds what is spoilt on purpose")
@@ -138,7 +142,8 @@ def main():
         print("SKIPPED: no mount namespace of our own can be made here, in which the recorder "
               "trusts the test service's authority")
         return 77
-    with Helpers(options.player, options.launcher) as helpers:
+    player_launcher = options.launcher if options.player_launcher is None else options.player_launcher
+    with Helpers(options.player, player_launcher) as helpers:
         talk = Talk(options, helpers)
         print(f"Recording a talk of {len(talk.pictures)} picture(s), {talk.seconds:g} s each …", flush=True)
         with talk.recorder:

@@ -124,18 +124,21 @@ class Pointer:
 class Recorder:
     """The recorder's process with its window and its directory of presentations."""
 
-    def __init__(self, command, work_dir, path_prefix="", **environment):
+    def __init__(self, command, work_dir, path_prefix="", own_place=False, **environment):
+        """With own_place the program itself finds work_dir, as the one that its package gives it."""
         self.work_dir = pathlib.Path(work_dir)
-        self.work_dir.mkdir(parents=True, exist_ok=True)
+        if not own_place:
+            self.work_dir.mkdir(parents=True, exist_ok=True)
+            environment["PODIUMCAST_WORK_DIR"] = path_prefix + str(self.work_dir)
         self.pointer = Pointer()
-        self.log = self.work_dir.parent / "recorder.log"
+        self.log = pathlib.Path(os.environ["XDG_RUNTIME_DIR"] if own_place else self.work_dir.parent,
+                                "recorder.log")
         self.begin = now()
         self.windows = bool(path_prefix)
         self.process = subprocess.Popen(
             shlex.split(command) if isinstance(command, str) else command,
             stdout=self.log.open("w"), stderr=subprocess.STDOUT,
-            env={**os.environ, "QT_QUICK_BACKEND": "software", **environment,
-                 "PODIUMCAST_WORK_DIR": path_prefix + str(self.work_dir)})
+            env={**os.environ, "QT_QUICK_BACKEND": "software", **environment})
         self.window = wait_for("the recorder's window", self.find_window, 60)
 
     def __enter__(self):
