@@ -57,16 +57,10 @@ def start_up(recorder, work_dir):
         process.wait()
 
 
-def cpu_seconds(process):
-    fields = pathlib.Path(f"/proc/{process}/stat").read_text().rsplit(")", 1)[1].split()
-    return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
-
-
-def memory(process, field):
-    for line in pathlib.Path(f"/proc/{process}/status").read_text().splitlines():
-        if line.startswith(field + ":"):
-            return int(line.split()[1]) / 1024
-    return 0.0
+def idle_percent(recorder, seconds=10):
+    cpu = recorder.cpu_seconds()
+    time.sleep(seconds)
+    return (recorder.cpu_seconds() - cpu) / seconds * 100
 
 
 def main():
@@ -85,17 +79,23 @@ def main():
         cover = helpers.directory / "cover.png"
         run("/usr/bin/convert", "-size", "1920x1080", "plasma:fractal", "-depth", 8, cover)
         with Recorder([options.recorder], work_dir) as recorder:
+            time.sleep(3)
+            visible = idle_percent(recorder)
+            run("xdotool", "windowminimize", recorder.window[0])
+            time.sleep(1)
+            hidden = idle_percent(recorder)
+            run("xdotool", "windowmap", recorder.window[0], "windowactivate", recorder.window[0])
             recorder.start_recording()
             helpers.slide(f"show {cover}")
             time.sleep(5)
-            process = recorder.process.pid
-            cpu, early = cpu_seconds(process), memory(process, "VmRSS")
+            cpu, early = recorder.cpu_seconds(), recorder.memory("VmRSS")
             time.sleep(options.seconds)
-            cpu, late = cpu_seconds(process) - cpu, memory(process, "VmRSS")
-            peak = memory(process, "VmHWM")
+            cpu, late = recorder.cpu_seconds() - cpu, recorder.memory("VmRSS")
+            peak = recorder.memory("VmHWM")
             helpers.slide("hide")
             recorder.stop_recording()
             recorder.close()
+    print(f"| CPU of the idle window: visible, minimised | {visible:.1f} %, {hidden:.1f} % |")
     print(f"| CPU of recording a still 1920x1080 screen | {cpu:.2f} s in {options.seconds:.0f} s |")
     print(f"| its memory: at the start, at the end, peak | {early:.0f} MB, {late:.0f} MB, "
           f"{peak:.0f} MB |")

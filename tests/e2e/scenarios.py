@@ -61,7 +61,12 @@ def picture(helpers, name, *drawing):
 def still(helpers, recorder, options):
     """The recorder's own window makes no slides; after a real change it settles at once."""
     presentation = recorder.start_recording()
+    cpu = recorder.cpu_seconds()
     time.sleep(options.seconds)
+    cpu = (recorder.cpu_seconds() - cpu) * 60 / options.seconds
+    peak = recorder.memory("VmHWM")
+    print(f"{cpu:.2f} CPU seconds a minute, at most {peak:.0f} MB")
+    expect(not options.limits or cpu < 1.5 and peak < 150, "that is too much")
     first = [time for _, time in slides(presentation)]
     expect(len(first) == 1, f"the still screen made more slides than the first: {first}")
     run("xsetroot", "-solid", "#406080")
@@ -73,6 +78,24 @@ def still(helpers, recorder, options):
     recorder.stop_recording()
     recorder.close()
     print(f"{len(first)} slide(s) in {options.seconds} s, {len(later)} after the change")
+
+
+def idle(helpers, recorder, options):
+    """The preview costs little, and nothing at all while nobody can see it."""
+    def percent():
+        time.sleep(3)
+        cpu = recorder.cpu_seconds()
+        time.sleep(10)
+        return (recorder.cpu_seconds() - cpu) * 10
+
+    visible = percent()
+    run("xdotool", "windowminimize", recorder.window[0])
+    hidden = percent()
+    run("xdotool", "windowmap", recorder.window[0])
+    again = percent()
+    recorder.close()
+    print(f"of one core: {visible:.1f} %, minimised {hidden:.1f} %, then {again:.1f} %")
+    expect(hidden < 0.5 < visible < 12 and 0.5 < again < 12, "the preview runs at the wrong time")
 
 
 def pixel(presentation, screen, number):
@@ -183,12 +206,13 @@ def full(helpers, recorder, options):
 
 def main():
     scenarios = {each.__name__: each
-                 for each in (still, monitors, terminate, close, removed, full)}
+                 for each in (idle, still, monitors, terminate, close, removed, full)}
     parser = argparse.ArgumentParser()
     parser.add_argument("scenario", choices=scenarios)
     parser.add_argument("--recorder", required=True)
     parser.add_argument("--player", required=True)
     parser.add_argument("--seconds", type=float, default=20)
+    parser.add_argument("--limits", action="store_true", help="check what a recording costs")
     options = parser.parse_args()
     with Helpers(options.player) as helpers:
         work_dir = helpers.directory / "presentations"

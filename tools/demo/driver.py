@@ -185,6 +185,16 @@ class Recorder:
                     found.append((x + (left + right) // 2, y + (top + bottom) // 2))
         return found
 
+    def cpu_seconds(self):
+        """What all its threads have used so far."""
+        fields = pathlib.Path(f"/proc/{self.process.pid}/stat").read_text().rsplit(")", 1)[1].split()
+        return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
+
+    def memory(self, field):
+        """MB of resident memory: VmRSS now, VmHWM at its highest."""
+        text = pathlib.Path(f"/proc/{self.process.pid}/status").read_text()
+        return int(re.search(rf"^{field}:\s+(\d+)", text, re.MULTILINE)[1]) / 1024
+
     def presentations(self):
         return {path.parent for path in self.work_dir.glob("*/presentation.xml")}
 
