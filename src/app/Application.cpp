@@ -1,5 +1,6 @@
 #include "app/Application.h"
 
+#include "app/Desktop.h"
 #include "app/Logging.h"
 #include "app/WorkDirectory.h"
 #include "settings/LiveStreamSettings.h"
@@ -14,6 +15,8 @@
 #include <QDir>
 #include <QEventLoop>
 #include <QFileInfo>
+#include <QGuiApplication>
+#include <QQuickWindow>
 #include <QTimer>
 
 #include <chrono>
@@ -30,6 +33,8 @@ Application* applicationInstance = nullptr;
 constexpr std::chrono::seconds FinishTimeout(60);
 // The wait after an operator who asked twice, or after the one above: for what is local.
 constexpr std::chrono::seconds LastWait(5);
+// At the end of the session: systems kill, or ask the user about, a program that needs longer.
+constexpr std::chrono::seconds SessionEndTimeout(10);
 
 QString workDir()
 {
@@ -62,6 +67,8 @@ void Application::run()
 
     m_mainWindow = new MainWindow(this);
     m_mainWindow->run();
+    if (QWindow* window = m_mainWindow->window())
+        m_mainWindow->setLeftOutOfCapture(Desktop::leaveOutOfCapture(window));
 
     connectRecorder();
     connectWindow();
@@ -80,6 +87,12 @@ void Application::initializeWorkDir()
 
 void Application::connectRecorder()
 {
+    connect(&m_recorder, &Recorder::property_stateChanged, this, [this](Recorder::State state) {
+        if (state == Recorder::Stopped)
+            m_systemHold.end();
+        else
+            m_systemHold.begin(m_mainWindow->window(), tr("A recording is running."));
+    });
     connect(&m_recorder, &Recorder::recordingError, m_mainWindow, &MainWindow::errorMessage);
     // The window clears its messages when the recording ends; those of the end itself, such as a
     // last slide that found the disk full, are said once more after that.
@@ -174,6 +187,7 @@ void Application::connectWindow()
 void Application::connectQuit()
 {
     connect(m_mainWindow, &MainWindow::quitRequested, this, &Application::quit);
+    connect(qGuiApp, &QGuiApplication::commitDataRequest, this, &Application::finishForSessionEnd);
     // Before the settings are saved and the window goes: quit() does this earlier and with the
     // window open, but a session may also end the event loop directly.
     connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit, this,
@@ -244,22 +258,40 @@ void Application::quit()
     m_recorder.requestStop();
 }
 
+void Application::show()
+{
+    QWindow* window = m_mainWindow ? m_mainWindow->window() : nullptr;
+    if (window)
+        Desktop::bringToFront(window);
+}
+
+// The session ends, or is asked to: another program may still refuse. Then this one goes on as
+// after a stop; otherwise the system ends it when this returns.
+void Application::finishForSessionEnd()
+{
+    if (m_recorder.state() == Recorder::Stopped)
+        return;
+    qInfo() << "[Application] the session ends, finishing the recording";
+    m_mainWindow->setLoading(true);
+    waitForRecorder(SessionEndTimeout);
+}
+
 void Application::finishRecording()
 {
     m_mainWindow->setQuitting();
+    // After quit() it has been waited for already.
+    const bool waited = std::exchange(m_quitting, true);
     if (m_recorder.state() != Recorder::Stopped)
-        waitForRecorder();
+        waitForRecorder(waited ? LastWait : FinishTimeout);
     WebApi::instance()->finishRequests(LastWait);
 }
 
-void Application::waitForRecorder()
+void Application::waitForRecorder(std::chrono::seconds timeout)
 {
     m_stopRequested = true;
     QEventLoop loop;
     connect(&m_recorder, &Recorder::stopped, &loop, &QEventLoop::quit);
-    // After quit() it has been waited for already.
-    QTimer::singleShot(
-        std::exchange(m_quitting, true) ? LastWait : FinishTimeout, &loop, &QEventLoop::quit);
+    QTimer::singleShot(timeout, &loop, &QEventLoop::quit);
     m_recorder.requestStop();
     loop.exec();
 }

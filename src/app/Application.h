@@ -1,10 +1,13 @@
 #pragma once
 
+#include "app/SystemHold.h"
 #include "recording/Recorder.h"
 
 #include <QObject>
 #include <QString>
 #include <QStringList>
+
+#include <chrono>
 
 class MainWindow;
 
@@ -28,8 +31,12 @@ public slots:
     /// does not wait for uploads.
     void requestQuit();
 
+    /// Brings the window to the front.
+    void show();
+
 private slots:
     void quit();
+    void finishForSessionEnd();
 
 private:
     static void initializeWorkDir();
@@ -41,10 +48,11 @@ private:
     void start(bool liveStream, bool connectToExistingLiveStream, const QString& presentationId);
     void onRecorderStopped();
     void finishRecording();
-    void waitForRecorder();
+    void waitForRecorder(std::chrono::seconds timeout);
 
     MainWindow* m_mainWindow = nullptr; ///< child object
     Recorder m_recorder;
+    SystemHold m_systemHold;
 
     // What the words for a start that failed depend on.
     bool m_recorderStarted = false;

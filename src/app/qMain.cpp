@@ -3,6 +3,7 @@
 #include "BuildConfig.h"
 #include "app/Application.h"
 #include "app/Logging.h"
+#include "app/SingleInstance.h"
 #include "slidesource/SlideImage.h"
 
 #include <QGuiApplication>
@@ -37,7 +38,13 @@ int qMain(int argc, char** argv)
     Aws::InitAPI(awsOptions);
 
     QGuiApplication guiApplication(argc, argv);
+    SingleInstance instance;
+    if (!instance.begin()) {
+        Aws::ShutdownAPI(awsOptions);
+        return 0;
+    }
     Application application(nullptr);
+    QObject::connect(&instance, &SingleInstance::startedAgain, &application, &Application::show);
     QTimer::singleShot(0, &application, &Application::run);
     const int result = QGuiApplication::exec();
     // No upload runs any more: each ends, or is given up, when the application is about to quit.

@@ -16,6 +16,7 @@
 #include <QGuiApplication>
 #include <QPixmap>
 #include <QQmlContext>
+#include <QQuickWindow>
 #include <QScreen>
 #include <QUrl>
 
@@ -80,6 +81,11 @@ void MainWindow::run()
 QString MainWindow::version() const
 {
     return QStringLiteral(PODIUMCAST_VERSION);
+}
+
+QQuickWindow* MainWindow::window() const
+{
+    return qobject_cast<QQuickWindow*>(m_engine.rootObjects().value(0));
 }
 
 SlideSourcePreview* MainWindow::findSlideSourcePreview() const
@@ -167,6 +173,12 @@ void MainWindow::setQuitting()
     m_quitting = true;
     emit quittingChanged();
     setLoading(true);
+}
+
+void MainWindow::setLeftOutOfCapture(bool leftOut)
+{
+    m_leftOutOfCapture = leftOut;
+    emit property_leftOutOfCaptureChanged();
 }
 
 bool MainWindow::qml_openDirectory(const QString& directory) const

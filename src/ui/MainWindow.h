@@ -12,6 +12,7 @@
 #include <QTimer>
 #include <QVariantList>
 
+class QQuickWindow;
 class SlideSourcePreview;
 
 /// The one object through which the QML screens see and drive the recorder: mirrors what they show
@@ -66,6 +67,8 @@ class MainWindow : public QObject
     Q_PROPERTY(QList<QImage> standInFrames MEMBER m_standInFrames NOTIFY standInFramesChanged)
     Q_PROPERTY(
         QVariantList standInResolutions MEMBER m_standInResolutions NOTIFY standInFramesChanged)
+    Q_PROPERTY(
+        bool leftOutOfCapture MEMBER m_leftOutOfCapture NOTIFY property_leftOutOfCaptureChanged)
 
 public:
     explicit MainWindow(QObject* parent = nullptr);
@@ -81,6 +84,8 @@ public:
     [[nodiscard]] bool mouseListenerEnabled() const { return true; }
     [[nodiscard]] bool screenRecordingEnabled() const { return true; }
 
+    /// The one window; null when the screens did not load.
+    [[nodiscard]] QQuickWindow* window() const;
     /// The preview on the screens, or null.
     [[nodiscard]] SlideSourcePreview* findSlideSourcePreview() const;
     /// "00:05:07.123"; from 100 hours on with three digits for the hours.
@@ -139,6 +144,7 @@ signals:
     void quitRequested();
     void quittingChanged();
     void standInFramesChanged();
+    void property_leftOutOfCaptureChanged();
 
 public slots:
     void setLoading(bool isLoading);
@@ -168,6 +174,8 @@ public slots:
     void showStartFailed(const QString& message);
     /// Shows that the program is ending; the preview is not started again.
     void setQuitting();
+    /// Slides show what lies below the window, not the window.
+    void setLeftOutOfCapture(bool leftOut);
 
 private slots:
     void updateRecordingDuration();
@@ -207,6 +215,7 @@ private:
     qint64 m_mousePositionX = 0;
     qint64 m_mousePositionY = 0;
     bool m_quitting = false;
+    bool m_leftOutOfCapture = false;
     /// Pictures of the screens from when a start was requested; until the first slide is there.
     QList<QImage> m_standInFrames;
     QVariantList m_standInResolutions;

@@ -7,6 +7,7 @@ Runs inside tests/harness/desktop.sh --audio; see tests/e2e/CMakeLists.txt for t
 """
 import argparse
 import json
+import os
 import pathlib
 import re
 import shutil
@@ -17,7 +18,7 @@ import time
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "tools" / "demo"))
 from check_presentation import numbers  # noqa: E402
-from driver import Failure, Helpers, Recorder, run, wait_for  # noqa: E402
+from driver import WINDOW, Failure, Helpers, Recorder, run, wait_for  # noqa: E402
 
 
 def expect(condition, complaint):
@@ -204,9 +205,52 @@ def full(helpers, recorder, options):
     expect(float(run("soxi", "-D", presentation / "audio.wav")) > 1, "audio.wav cannot be read")
 
 
+def windows():
+    found = subprocess.run(["xdotool", "search", "--onlyvisible", "--name", f"^{WINDOW}$"],
+                           stdout=subprocess.PIPE, text=True)
+    return set(found.stdout.split())
+
+
+def again(helpers, recorder, options):
+    """A second start shows the first one's window; other users and directories have their own."""
+    def start(**environment):
+        return helpers.start(options.recorder, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+                             env={**os.environ, "QT_QUICK_BACKEND": "software",
+                                  "PODIUMCAST_WORK_DIR": str(recorder.work_dir), **environment})
+
+    def start_beside(**environment):
+        before = windows()
+        process = start(**environment)
+        return process, wait_for("another window", lambda: windows() - before, 30)
+
+    first = recorder.window
+    helpers.slide(f"show {picture(helpers, 'deck', 'xc:navy')}")
+    run("xdotool", "windowminimize", "--sync", *first)
+    expect(start().wait(20) == 0, "the second start did not end well")
+    wait_for("the first window, active",
+             lambda: run("xdotool", "getactivewindow").split() == first and windows() == set(first))
+    helpers.slide("hide")
+
+    runtime = helpers.directory / "other user"
+    runtime.mkdir(0o700)
+    start_beside(XDG_RUNTIME_DIR=str(runtime))
+    start_beside(PODIUMCAST_WORK_DIR=str(helpers.directory / "other"))
+
+    # Two at the same moment after a crash: one of them becomes the first, whatever was left behind.
+    recorder.process.kill()
+    recorder.process.wait()
+    before = windows()
+    pair = [start(), start()]
+    wait_for("one window for two starts", lambda: len(windows() - before) == 1, 30)
+    wait_for("one process for two starts", lambda: sum(p.poll() is None for p in pair) == 1)
+    time.sleep(1)
+    expect(len(windows() - before) == 1, "both starts opened a window")
+    expect([p.poll() for p in pair if p.poll() is not None] == [0], "the other did not end well")
+
+
 def main():
     scenarios = {each.__name__: each
-                 for each in (idle, still, monitors, terminate, close, removed, full)}
+                 for each in (idle, still, monitors, terminate, close, removed, full, again)}
     parser = argparse.ArgumentParser()
     parser.add_argument("scenario", choices=scenarios)
     parser.add_argument("--recorder", required=True)

@@ -88,6 +88,7 @@ Rectangle {
                             color: Theme.lineDark
                             height: self ? self.height * scaling + 2 : 0
                             visible: screen.showsScreens && area !== undefined
+                                     && !mainWindow.leftOutOfCapture
                             width: self ? self.width * scaling + 2 : 0
                             x: area ? (parent.width - area.width * scaling) / 2 + offsetX * scaling - 1
                                     : 0
