@@ -2,7 +2,8 @@
 
 A service with TLS (tests/service), an S3 server (s3-server.py) and a video switcher
 run on loopback. The recorder trusts the service's authority as it trusts any other: it is among the
-system's certificates that the recorder sees (with_authority.sh).
+system's certificates that the recorder sees (with_authority.sh), or in the registry's store of the
+Wine prefix, where slides go to the S3 server by TLS, too.
 """
 import collections
 import datetime
@@ -16,6 +17,7 @@ import subprocess
 import time
 
 HERE = pathlib.Path(__file__).resolve().parent
+import registry
 from driver import Failure, OTHER, Recorder, STOP, now, run, wait_for
 
 LIVE_STREAM, EMAIL_FIELD = (125, 248), (440, 97)  # in the window
@@ -23,13 +25,15 @@ EMAIL = "operator@podiumcast.example"
 BUCKET = "slides"
 STREAMS, SLIDES = "/api/v1/presentation_streams", "/api/v1/presentation_stream_slides"
 PINGS = "/api/v1/presentation_stream_ping_data"
+SETTINGS = r"HKEY_CURRENT_USER\Software\Podiumcast\PodiumcastRecorder\liveStreamSettings"
 PAUSE = (3950, 5300)  # ms between two pings: 4000 to 4999 and the way to and fro
 
 
 class Servers:
     """The service, the switcher and the store; their secrets are new every time."""
 
-    def __init__(self, helpers, service):
+    def __init__(self, helpers, service, launcher=""):
+        self.wine = launcher  # or nothing: a program of this system
         self.directory = helpers.directory / "servers"
         self.directory.mkdir()
         self.secrets = {name: f"{name}-{secrets.token_hex(8)}"
@@ -55,14 +59,21 @@ class Servers:
         self.service, self.switcher, self.authority = (line[1] for line in lines)
 
     def launcher(self):
-        return f"'{HERE / 'with_authority.sh'}' '{self.authority}'"
+        return self.wine or f"'{HERE / 'with_authority.sh'}' '{self.authority}'"
 
     def environment(self):
+        endpoint = "tlsEndpoint" if self.wine else "endpoint"
         return {"PODIUMCAST_SERVICE_URL": self.service, "AWS_EC2_METADATA_DISABLED": "true",
-                "AWS_ENDPOINT_URL_S3": self.store_values["endpoint"]}
+                "AWS_ENDPOINT_URL_S3": self.store_values[endpoint]}
 
     def write_settings(self):
         """What the operator has entered about the switcher on another day."""
+        if self.wine:
+            registry.write(self.directory, {
+                SETTINGS: {"pollVMixApi": "true", "vMixApiPollInterval": "1000",
+                           "vMixApiEndpoint": self.switcher},
+                **registry.authorities([self.authority, self.store_values["caFile"]])})
+            return
         path = pathlib.Path(os.environ["XDG_CONFIG_HOME"], "Podiumcast", "PodiumcastRecorder.conf")
         path.parent.mkdir(parents=True, exist_ok=True)
         path.write_text("[liveStreamSettings]\npollVMixApi=true\nvMixApiPollInterval=1000\n"
@@ -96,7 +107,9 @@ class LiveRecorder(Recorder):
 
     def start_recording(self):
         wait_for("the list of microphones", lambda: "loadSelectedAudioInput" in self.output())
-        x, y, *_ = self.geometry()
+        x, y, width, height = self.geometry()
+        border = (width - 640) // 2  # of the frame that Wine draws inside the window
+        x, y = x + border, y + height - 480 - border
         before = self.presentations()
         self.pointer.click(x + LIVE_STREAM[0], y + LIVE_STREAM[1])
         time.sleep(0.5)

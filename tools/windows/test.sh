@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Builds the Windows program and its tests and runs them here, under Wine on a virtual desktop with
-# the virtual microphone: first the tests, then the demonstration, which tools/demo checks.
-#   PODIUMCAST_WINDOWS_SDK=… tools/windows/test.sh [test or "demo" …]     (default: all)
+# the virtual microphone: first the tests, then the demonstration and the one of the live stream,
+# which tools/demo checks.
+#   PODIUMCAST_WINDOWS_SDK=… tools/windows/test.sh [test, "demo" or "demo-live" …]   (default: all)
 # What the programs print, and the tests' results, are in build/windows/results.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/../.."
@@ -44,20 +45,26 @@ run_test() {
     fi
 }
 
-demonstrate() {
+demonstrate() { # <name> [option of demo.py …]
+    local name=$1
+    shift
     # Default settings, whatever was recorded before.
     wine reg delete 'HKCU\Software\Podiumcast' /f >/dev/null 2>&1 || true
     end_wine
     tests/harness/desktop.sh --audio -- /usr/bin/python3 tools/demo/demo.py --seconds-per-slide 3 \
         --launcher wine --path-prefix Z: --player build/windows/tools/demo/DeckPlayer.exe \
-        --recorder build/windows/src/app/PodiumcastRecorder.exe || failed+=(demo)
+        --recorder build/windows/src/app/PodiumcastRecorder.exe "$@" 2>&1 || failed+=("$name")
     end_wine
 }
 
-wanted=" ${*:-${tests[*]} demo} "
+wanted=" ${*:-${tests[*]} demo demo-live} "
 for test in "${tests[@]}"; do
     [[ $wanted != *" $test "* ]] || run_test "$test"
 done
-[[ $wanted != *" demo "* ]] || demonstrate
+[[ $wanted != *" demo "* ]] || demonstrate demo
+if [[ $wanted == *" demo-live "* ]]; then
+    tools/build.sh dev --target podiumcast-test-service # a program of this system
+    demonstrate demo-live --service build/dev/tests/service/podiumcast-test-service
+fi
 [ ${#failed[@]} = 0 ] || { echo "Failed under Wine: ${failed[*]} ($results)" >&2; exit 1; }
 echo "Everything passed under Wine."

@@ -140,6 +140,9 @@ void HttpExchange::applySettings(CURL* curl) const
     curl_easy_setopt(curl, CURLOPT_LOW_SPEED_TIME, m_settings.stallTimeoutS);
     curl_easy_setopt(curl, CURLOPT_SSL_VERIFYPEER, m_settings.verifySsl ? 1L : 0L);
     curl_easy_setopt(curl, CURLOPT_SSL_VERIFYHOST, m_settings.verifySsl ? 2L : 0L);
+    // Windows (schannel) asks whether a certificate was withdrawn. Where nobody answers, as for an
+    // authority of one's own or behind a strict firewall, that is not a reason to refuse the store.
+    curl_easy_setopt(curl, CURLOPT_SSL_OPTIONS, long(CURLSSLOPT_REVOKE_BEST_EFFORT));
     if (!m_settings.caFile.empty())
         curl_easy_setopt(curl, CURLOPT_CAINFO, m_settings.caFile.c_str());
 }
