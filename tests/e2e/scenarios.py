@@ -18,7 +18,7 @@ import time
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "tools" / "demo"))
 from check_presentation import numbers  # noqa: E402
-from driver import WINDOW, Failure, Helpers, Recorder, run, wait_for  # noqa: E402
+from driver import STOP, WINDOW, Failure, Helpers, Recorder, run, wait_for  # noqa: E402
 
 
 def expect(condition, complaint):
@@ -169,6 +169,44 @@ def close(helpers, recorder, options):
     expect_complete(presentation, 2.5)
 
 
+def start_session(helpers):
+    """Starts the session manager; returns what its session's programs find in the environment."""
+    home, address = helpers.directory / "home", helpers.directory / "session-manager"
+    home.mkdir()
+    tell = helpers.directory / "tell.sh"
+    tell.write_text(f'#!/bin/sh\necho "$SESSION_MANAGER" >{address}\nexec sleep 600\n')
+    tell.chmod(0o755)
+    (home / ".xsmstartup").write_text(f"{tell}\n")
+    authority = {"ICEAUTHORITY": str(home / "authority")}
+    helpers.session = helpers.start("xsm", env={**os.environ, "HOME": str(home), **authority},
+                                    stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    wait_for("the session manager", lambda: address.exists() and address.read_text().strip())
+    return {"SESSION_MANAGER": address.read_text().strip(), **authority}
+
+
+def logout(helpers, recorder, options):
+    """The session ends in mid-recording, asked for in the session manager's window."""
+    presentation = recorder.start_recording()
+    time.sleep(1)
+    helpers.session.send_signal(signal.SIGUSR1)  # a save that is not the end
+    time.sleep(2)
+    expect(recorder.look(STOP), "a checkpoint of the session ended the recording")
+    menu = run("xdotool", "search", "--onlyvisible", "--name", "^xsm: ").split()[0]
+    run("xdotool", "windowactivate", "--sync", menu)
+    run("xdotool", "mousemove", "--window", menu, 139, 49, "mousedown", 1)
+    time.sleep(0.5)  # the menu opens: "With Checkpoint" is its first line
+    run("xdotool", "mousemove", "--window", menu, 139, 75, "mouseup", 1)
+    name = ["xdotool", "search", "--onlyvisible", "--name", "^Shutdown$"]
+    dialogue = wait_for("the dialogue", lambda: subprocess.run(
+        name, stdout=subprocess.PIPE, text=True).stdout.split())[0]
+    run("xdotool", "windowactivate", "--sync", dialogue)
+    run("xdotool", "mousemove", "--window", dialogue, 172, 16, "click", 1, "type", "talk")
+    run("xdotool", "mousemove", "--window", dialogue, 46, 136, "click", 1)
+    recorder.wait_for_end(20)
+    expect("the session ends" in recorder.output(), "the session manager did not ask")
+    expect_complete(presentation, 2.5)
+
+
 def removed(helpers, recorder, options):
     """The presentation's directory vanishes: the recorder says it once and can record again."""
     presentation = recorder.start_recording()
@@ -250,7 +288,7 @@ def again(helpers, recorder, options):
 
 def main():
     scenarios = {each.__name__: each
-                 for each in (idle, still, monitors, terminate, close, removed, full, again)}
+                 for each in (idle, still, monitors, terminate, close, removed, full, again, logout)}
     parser = argparse.ArgumentParser()
     parser.add_argument("scenario", choices=scenarios)
     parser.add_argument("--recorder", required=True)
@@ -269,7 +307,8 @@ def main():
                 print("SKIPPED: a small file system cannot be mounted here")
                 sys.exit(77)
         try:
-            with Recorder([options.recorder], work_dir) as recorder:
+            environment = start_session(helpers) if options.scenario == "logout" else {}
+            with Recorder([options.recorder], work_dir, **environment) as recorder:
                 scenarios[options.scenario](helpers, recorder, options)
         finally:
             if options.scenario == "full":
