@@ -10,6 +10,9 @@ namespace Desktop {
 /// Names the desktop on which windows of this process appear: a display, or a user's session.
 [[nodiscard]] QString name();
 
+/// Where only this user may write, for what lasts no longer than the session; empty: nowhere.
+[[nodiscard]] QString privateDirectory();
+
 /// Shows @p window, restores it when it is minimised, and puts it before all others.
 void bringToFront(QWindow* window);
 

@@ -1,5 +1,6 @@
 #include "app/Desktop.h"
 
+#include <QDir>
 #include <QWindow>
 
 #include <windows.h>
@@ -15,6 +16,11 @@ QString name()
     DWORD session = 0;
     ProcessIdToSessionId(GetCurrentProcessId(), &session);
     return QString::number(session);
+}
+
+QString privateDirectory()
+{
+    return QDir::tempPath(); // every user has one
 }
 
 void bringToFront(QWindow* window)
@@ -33,9 +39,12 @@ void letOthersComeToFront()
 
 bool leaveOutOfCapture(QWindow* window)
 {
-    // Earlier versions of Windows know only how to make the window black: they refuse this.
-    return SetWindowDisplayAffinity(reinterpret_cast<HWND>(window->winId()), WDA_EXCLUDEFROMCAPTURE)
-        != FALSE;
+    // Earlier versions of Windows refuse this (they can only make the window black); what merely
+    // looks like Windows may accept it and do nothing.
+    HWND const handle = reinterpret_cast<HWND>(window->winId());
+    DWORD affinity = WDA_NONE;
+    return SetWindowDisplayAffinity(handle, WDA_EXCLUDEFROMCAPTURE)
+        && GetWindowDisplayAffinity(handle, &affinity) && affinity == WDA_EXCLUDEFROMCAPTURE;
 }
 
 } // namespace Desktop

@@ -1,5 +1,6 @@
 #include "app/Desktop.h"
 
+#include <QStandardPaths>
 #include <QWindow>
 
 #include <cstring>
@@ -16,6 +17,11 @@ QString name()
     // The screen's number is no part of it: ":0" and ":0.0" are the same desktop.
     const QString display = qEnvironmentVariable("DISPLAY");
     return display.left(display.indexOf(u'.', display.lastIndexOf(u':')));
+}
+
+QString privateDirectory()
+{
+    return QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation);
 }
 
 void bringToFront(QWindow* window)

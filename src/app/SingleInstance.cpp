@@ -8,7 +8,6 @@
 #include <QDir>
 #include <QLocalSocket>
 #include <QLockFile>
-#include <QStandardPaths>
 #include <QThread>
 
 using namespace Qt::StringLiterals;
@@ -26,8 +25,7 @@ const QString SocketEnding = u".sock"_s;
 /// The same for every start that is to meet the first one, different for all others.
 QString pathOfThisRecorder()
 {
-    // Linux: made and checked by the system to be this user's alone. Elsewhere the home directory.
-    const QString directory = QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation);
+    const QString directory = Desktop::privateDirectory();
     if (directory.isEmpty())
         return {};
     QString key = Desktop::name();
@@ -37,7 +35,7 @@ QString pathOfThisRecorder()
     const QByteArray hash = QCryptographicHash::hash(key.toUtf8(), QCryptographicHash::Sha256);
     // The path of a Unix socket must stay below 108 bytes.
     return QDir(directory).absoluteFilePath(
-        u".podiumcast-recorder-"_s + QString::fromLatin1(hash.toHex().left(16)));
+        u"podiumcast-recorder-"_s + QString::fromLatin1(hash.toHex().left(16)));
 }
 
 } // namespace

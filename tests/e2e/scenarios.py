@@ -207,6 +207,20 @@ def logout(helpers, recorder, options):
     expect_complete(presentation, 2.5)
 
 
+def wine(helpers, recorder, options):
+    """The Windows program: a second start ends, and so does the recording with the session."""
+    started = subprocess.run(recorder.process.args, timeout=60, stdout=subprocess.DEVNULL, env={
+        **os.environ, "PODIUMCAST_WORK_DIR": options.path_prefix + str(recorder.work_dir)})
+    expect(started.returncode == 0, "the second start did not end well")
+    wait_for("word of it", lambda: "the program was started again" in recorder.output())
+    presentation = recorder.start_recording()
+    time.sleep(3)
+    run("wineboot", "--end-session")
+    wait_for("the end of the program", lambda: recorder.process.poll() is not None)
+    expect("the session ends" in recorder.output(), "the system did not ask")
+    expect_complete(presentation, 2.5)
+
+
 def removed(helpers, recorder, options):
     """The presentation's directory vanishes: the recorder says it once and can record again."""
     presentation = recorder.start_recording()
@@ -288,13 +302,16 @@ def again(helpers, recorder, options):
 
 def main():
     scenarios = {each.__name__: each
-                 for each in (idle, still, monitors, terminate, close, removed, full, again, logout)}
+                 for each in (idle, still, monitors, terminate, close, removed, full, again,
+                               logout, wine)}
     parser = argparse.ArgumentParser()
     parser.add_argument("scenario", choices=scenarios)
     parser.add_argument("--recorder", required=True)
-    parser.add_argument("--player", required=True)
+    parser.add_argument("--player")
     parser.add_argument("--seconds", type=float, default=20)
     parser.add_argument("--limits", action="store_true", help="check what a recording costs")
+    parser.add_argument("--launcher", default="", help="what starts the recorder, e.g. wine")
+    parser.add_argument("--path-prefix", default="", help="how the recorder sees /, e.g. Z:")
     options = parser.parse_args()
     with Helpers(options.player) as helpers:
         work_dir = helpers.directory / "presentations"
@@ -307,8 +324,9 @@ def main():
                 print("SKIPPED: a small file system cannot be mounted here")
                 sys.exit(77)
         try:
+            command = [*options.launcher.split(), options.recorder]
             environment = start_session(helpers) if options.scenario == "logout" else {}
-            with Recorder([options.recorder], work_dir, **environment) as recorder:
+            with Recorder(command, work_dir, options.path_prefix, **environment) as recorder:
                 scenarios[options.scenario](helpers, recorder, options)
         finally:
             if options.scenario == "full":

@@ -1,5 +1,6 @@
 // The Windows sides of the pointer and of the listing of cameras, with events of another process
 // and with cameras that are entries of Wine's registry.
+#include "app/SystemHold.h"
 #include "recorders/MouseListenerPrivateWindows.h"
 #include "slidesource/SlidesSourceInfo.h"
 
@@ -9,6 +10,7 @@
 #include <QSignalSpy>
 #include <QTest>
 #include <QThread>
+#include <QWindow>
 
 #include <memory>
 #include <objbase.h>
@@ -88,6 +90,7 @@ class TestWindows : public QObject
 private slots:
     void hookSeesTheMovesOfOtherProcesses();
     void listsCameras();
+    void staysAwake();
 };
 
 void TestWindows::hookSeesTheMovesOfOtherProcesses()
@@ -161,6 +164,21 @@ void TestWindows::listsCameras()
     QCOMPARE(elsewhere, QStringList());
     QCOMPARE(mode, S_FALSE); // still initialised
     RegDeleteTreeW(HKEY_LOCAL_MACHINE, Cameras.c_str());
+}
+
+void TestWindows::staysAwake()
+{
+    const auto isHeld = [] {
+        const EXECUTION_STATE state = SetThreadExecutionState(ES_CONTINUOUS);
+        SetThreadExecutionState(state);
+        return state == (ES_CONTINUOUS | ES_SYSTEM_REQUIRED | ES_DISPLAY_REQUIRED);
+    };
+    QWindow window;
+    SystemHold hold;
+    hold.begin(&window, u"Füße"_s);
+    QVERIFY(isHeld());
+    hold.end();
+    QVERIFY(!isHeld());
 }
 
 int main(int argc, char** argv)

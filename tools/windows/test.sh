@@ -2,7 +2,7 @@
 # Builds the Windows program and its tests and runs them here, under Wine on a virtual desktop with
 # the virtual microphone: first the tests, then the demonstration and the one of the live stream,
 # which tools/demo checks.
-#   PODIUMCAST_WINDOWS_SDK=… tools/windows/test.sh [test, "demo" or "demo-live" …]   (default: all)
+#   PODIUMCAST_WINDOWS_SDK=… tools/windows/test.sh [test, demo, demo-live or session …]   (default: all)
 # What the programs print, and the tests' results, are in build/windows/results.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/../.."
@@ -57,7 +57,7 @@ demonstrate() { # <name> [option of demo.py …]
     end_wine
 }
 
-wanted=" ${*:-${tests[*]} demo demo-live} "
+wanted=" ${*:-${tests[*]} demo demo-live session} "
 for test in "${tests[@]}"; do
     [[ $wanted != *" $test "* ]] || run_test "$test"
 done
@@ -65,6 +65,10 @@ done
 if [[ $wanted == *" demo-live "* ]]; then
     tools/build.sh dev --target podiumcast-test-service # a program of this system
     demonstrate demo-live --service build/dev/tests/service/podiumcast-test-service
+fi
+if [[ $wanted == *" session "* ]]; then
+    tests/harness/desktop.sh --audio -- /usr/bin/python3 tests/e2e/scenarios.py wine --launcher wine \
+        --path-prefix Z: --recorder build/windows/src/app/PodiumcastRecorder.exe 2>&1 || failed+=(session)
 fi
 [ ${#failed[@]} = 0 ] || { echo "Failed under Wine: ${failed[*]} ($results)" >&2; exit 1; }
 echo "Everything passed under Wine."
