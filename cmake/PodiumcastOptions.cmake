@@ -22,9 +22,15 @@ endif()
 # The warnings and definitions of our own code, as an interface target so that generated or
 # third-party code can stay outside.
 add_library(podiumcast_options INTERFACE)
-target_compile_options(podiumcast_options INTERFACE
-    -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
-    $<$<BOOL:${PODIUMCAST_WERROR}>:-Werror>)
+if(MSVC)
+    target_compile_options(podiumcast_options INTERFACE
+        /W4 /permissive- /utf-8 $<$<BOOL:${PODIUMCAST_WERROR}>:/WX>)
+    target_compile_definitions(podiumcast_options INTERFACE NOMINMAX)
+else()
+    target_compile_options(podiumcast_options INTERFACE
+        -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
+        $<$<BOOL:${PODIUMCAST_WERROR}>:-Werror>)
+endif()
 target_compile_definitions(podiumcast_options INTERFACE
     QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_CAST_FROM_BYTEARRAY
     QT_NO_URL_CAST_FROM_STRING QT_NO_FOREACH QT_USE_QSTRINGBUILDER)

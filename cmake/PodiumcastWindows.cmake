@@ -13,4 +13,7 @@ function(podiumcast_windows_resources target description)
             ${CMAKE_CURRENT_BINARY_DIR}/${target}.${extension} @ONLY)
     endforeach()
     target_sources(${target} PRIVATE ${CMAKE_CURRENT_BINARY_DIR}/${target}.rc)
+    if(MSVC) # whose linker otherwise adds a second manifest
+        target_link_options(${target} PRIVATE /MANIFEST:NO)
+    endif()
 endfunction()

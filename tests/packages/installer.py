@@ -56,6 +56,7 @@ def main():
                   True) as recorder:
         wait_for("the work directory beside the launcher", presentations.is_dir)
         expect(wine(setup, "/S") == 2, "a running program was installed over")
+        expect(wine(installed / "PodiumcastRecorderLauncher.exe") == 0, "a second start failed")
         # With "_?=" it does not go on as a copy of itself; that stands without quotes, blanks or not.
         in_place = pathlib.Path(os.environ["WINEPREFIX"], "drive_c/uninstall.bat")
         in_place.write_text('@"{0}\\uninstall.exe" /S _?={0}\r\n@exit %errorlevel%\r\n'.format(
