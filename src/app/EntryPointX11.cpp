@@ -7,6 +7,7 @@
 #include <csignal>
 #include <malloc.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -62,6 +63,9 @@ Q_COREAPP_STARTUP_FUNCTION(quitOnSignals)
 
 int main(int argc, char** argv)
 {
+    // What is recorded, logged and set is its owner's business; on Windows the profile's own access
+    // rights see to that.
+    umask(S_IRWXG | S_IRWXO);
     returnMemoryOfFrames();
     return qMain(argc, argv);
 }

@@ -5,6 +5,7 @@
 #include <QDirIterator>
 #include <QDomDocument>
 #include <QFile>
+#include <QFileInfo>
 #include <QSaveFile>
 #include <QTextStream>
 #include <QXmlStreamReader>
@@ -21,6 +22,10 @@ const QString TimestampsFileName = u"timestamps_ms.txt"_s;
 // Ours have about 200 bytes. Whatever is this large was not written by us, and reading it would
 // only hold up the list of presentations.
 constexpr qint64 MaxXmlSize = 1024 * 1024;
+// A slide a second for a month.
+constexpr qint64 MaxTimestampsSize = 64 * 1024 * 1024;
+// What a row of the list can take; laying out a million characters would stop the window.
+constexpr qsizetype MaxTitleLength = 500; // UTF-16 code units
 
 // Titles may come from the service: characters that XML 1.0 cannot hold would make the file
 // unreadable for every parser.
@@ -47,7 +52,7 @@ int countNonEmptyLines(QIODevice& device)
     int count = 0;
     bool lineHasContent = false;
     QByteArray block;
-    while (!(block = device.read(64 * 1024)).isEmpty()) {
+    while (device.pos() < MaxTimestampsSize && !(block = device.read(64 * 1024)).isEmpty()) {
         for (const char c : std::as_const(block)) {
             if (c == '\n') {
                 count += lineHasContent ? 1 : 0;
@@ -235,7 +240,8 @@ void Presentation::appendChildElement(
 bool Presentation::loadXml()
 {
     QFile file(m_dir.absoluteFilePath(XmlFileName));
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Text))
+    // A pipe would be opened only when somebody writes to it.
+    if (!QFileInfo(file).isFile() || !file.open(QIODevice::ReadOnly | QIODevice::Text))
         return false;
     if (file.size() > MaxXmlSize) {
         qWarning() << "[Presentation]" << file.fileName() << "is too large to be ours";
@@ -267,8 +273,8 @@ bool Presentation::loadXml()
     if (xml.hasError())
         return false;
 
-    // Qt lets single surrogates through.
-    setTitle(withoutInvalidXmlCharacters(title));
+    // Qt lets single surrogates through, and the cut may make one.
+    setTitle(withoutInvalidXmlCharacters(title.left(MaxTitleLength)));
     setRecordedAt(QDateTime::fromString(recordingStart, Qt::ISODate));
     qDebug() << "[Presentation]"
              << "loaded presentation" << m_title;

@@ -13,6 +13,7 @@
 #include <QDebug>
 #include <QDesktopServices>
 #include <QDir>
+#include <QFileInfo>
 #include <QGuiApplication>
 #include <QPixmap>
 #include <QQmlContext>
@@ -188,7 +189,8 @@ bool MainWindow::qml_openDirectory(const QString& directory) const
         = QDir(QCoreApplication::instance()->property("workDir").toString()).canonicalPath();
     const QString path = QDir(directory).canonicalPath();
     const QString below = workDir.endsWith(u'/') ? workDir : QString(workDir + u'/');
-    if (workDir.isEmpty() || path.isEmpty() || !path.startsWith(below)) {
+    // A file, which the system would run or show, is no directory either.
+    if (workDir.isEmpty() || !path.startsWith(below) || !QFileInfo(path).isDir()) {
         qWarning() << "[MainWindow]"
                    << "not opening" << directory;
         return false;
@@ -202,6 +204,16 @@ QUrl MainWindow::qml_serviceUrl(const QString& path) const
     url.setScheme(u"https"_s);
     url.setAuthority(QStringLiteral(PODIUMCAST_SERVICE_HOST));
     url.setPath(path, QUrl::DecodedMode);
+    return url;
+}
+
+QUrl MainWindow::qml_presentationUrl(const QString& id, const QString& page) const
+{
+    // Dots as a whole segment lead to another page, also percent-encoded.
+    if (id.isEmpty() || id == "."_L1 || id == ".."_L1)
+        return {};
+    QUrl url = qml_serviceUrl({});
+    url.setPath(u'/' + QString::fromLatin1(QUrl::toPercentEncoding(id)) + page, QUrl::StrictMode);
     return url;
 }
 

@@ -105,6 +105,9 @@ public:
     Q_INVOKABLE bool qml_openDirectory(const QString& directory) const;
     /// The address of @p path ("/…") on the service's site.
     Q_INVOKABLE QUrl qml_serviceUrl(const QString& path) const;
+    /// The page of a presentation, whose @p id is one segment of the address whatever is in it;
+    /// empty for an id that cannot be one.
+    Q_INVOKABLE QUrl qml_presentationUrl(const QString& id, const QString& page) const;
     /// Opens an http or https address in the system's browser; refuses everything else.
     Q_INVOKABLE bool qml_openLink(const QUrl& url) const;
 

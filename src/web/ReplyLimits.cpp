@@ -7,6 +7,7 @@
 namespace {
 
 constexpr auto tooLargeProperty = "podiumcastTooLarge";
+constexpr qsizetype maxErrorLength = 500; // a few lines of the window
 
 } // namespace
 
@@ -44,5 +45,6 @@ QString ReplyLimits::errorString(const QNetworkReply* reply, QNetworkReply::Netw
             : QCoreApplication::translate("ReplyLimits", "no complete answer in time");
     if (code != reply->error())
         return QCoreApplication::translate("ReplyLimits", "the answer ended in the middle");
-    return reply->errorString();
+    // The server's own words are a part of it.
+    return reply->errorString().left(maxErrorLength);
 }

@@ -72,7 +72,11 @@ void VMixApiPoller::poll()
                 tr("the address must begin with http:// or https://"));
         return;
     }
-    QNetworkReply* reply = m_network.get(QNetworkRequest(url));
+    QNetworkRequest request(url);
+    // What another host answers must not be handed to the service as the switcher's state.
+    request.setAttribute(
+        QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::SameOriginRedirectPolicy);
+    QNetworkReply* reply = m_network.get(request);
     m_requests.append(reply);
     ReplyLimits::apply(reply, m_timeLimit);
     connect(reply, &QNetworkReply::errorOccurred, this,

@@ -153,12 +153,18 @@ def prepare_monitors(helpers):
 
 
 def terminate(helpers, recorder, options):
-    """SIGTERM in mid-recording: the recording is finished first."""
+    """SIGTERM in mid-recording: the recording is finished first. What was written is private."""
     presentation = recorder.start_recording()
     time.sleep(3)
     recorder.process.send_signal(signal.SIGTERM)
     recorder.wait_for_end()
     expect_complete(presentation, 2.5)
+    config = pathlib.Path(os.environ["XDG_CONFIG_HOME"])
+    written = [*recorder.work_dir.rglob("*"), *config.rglob("Podiumcast*/**/*")]
+    expect({".conf", ".log", ".png", ".wav", ".xml", ".txt"} <= {path.suffix for path in written},
+           f"not all kinds of files are there: {written}")
+    shared = [str(path) for path in written if path.stat().st_mode & 0o077]
+    expect(not shared, f"others may read {shared}")
 
 
 def close(helpers, recorder, options):
@@ -313,6 +319,7 @@ def main():
     parser.add_argument("--launcher", default="", help="what starts the recorder, e.g. wine")
     parser.add_argument("--path-prefix", default="", help="how the recorder sees /, e.g. Z:")
     options = parser.parse_args()
+    os.umask(0o022)  # the program's own is what counts
     with Helpers(options.player) as helpers:
         work_dir = helpers.directory / "presentations"
         if options.scenario == "monitors":

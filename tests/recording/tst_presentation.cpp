@@ -2,6 +2,7 @@
 
 #include <QCoreApplication>
 #include <QFile>
+#include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -72,6 +73,8 @@ private slots:
                 + "</name></p>" << true << QString();
         QTest::newRow("huge") << head + "<p><name>" + QByteArray(2'000'000, 'a') + "</name></p>"
                               << false << QString();
+        QTest::newRow("long title") << head + "<p><name>" + QByteArray(900, 'a') + "</name></p>"
+                                    << true << QString(500, u'a');
     }
 
     void loadXml()
@@ -84,6 +87,14 @@ private slots:
         if (loaded) {
             QTEST(loaded->title(), "title");
         }
+    }
+
+    /// Nobody writes to it, so reading would wait for ever.
+    void pipeIsNotRead()
+    {
+        if (QProcess::execute(u"mkfifo"_s, { m_dir->filePath(u"presentation.xml"_s) }) != 0)
+            QSKIP("no named pipes here");
+        QVERIFY(!Presentation::load(QDir(m_dir->path())));
     }
 
     void slideCount()

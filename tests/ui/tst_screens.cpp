@@ -3,6 +3,7 @@
 #include "settings/LiveStreamSettings.h"
 #include "settings/LoginSettings.h"
 #include "settings/RecorderSettings.h"
+#include "slidesource/SlideSourceLister.h"
 #include "ui/WindowFixture.h"
 
 #include <QAccessible>
@@ -12,6 +13,8 @@
 #include <QSet>
 #include <QSignalSpy>
 #include <QTest>
+
+#include <atomic>
 
 using namespace Qt::StringLiterals;
 
@@ -41,6 +44,29 @@ QList<QQuickItem*> usableControls(QQuickItem* item)
     return controls;
 }
 
+const QString foreign = u"<img src='http://[::1]:9/'><b>foreign</b>"_s;
+std::atomic<bool> foreignSources = false;
+
+QList<SlidesSourceInfo> listSources()
+{
+    if (!foreignSources)
+        return SlidesSourceInfo::availableSlideSources();
+    return { { true, SlidesSourceInfo::VideoInput, "camera", 99, foreign },
+        { true, SlidesSourceInfo::NDISource, "ndi", -1, foreign } };
+}
+
+/// All texts below @p item, seen or not.
+QList<QQuickItem*> texts(QQuickItem* item)
+{
+    QList<QQuickItem*> found;
+    if (item->inherits("QQuickText"))
+        found.append(item);
+    const auto children = item->childItems();
+    for (QQuickItem* child : children)
+        found += texts(child);
+    return found;
+}
+
 QString describe(const QQuickItem* item)
 {
     const auto* interface = QAccessible::queryAccessibleInterface(const_cast<QQuickItem*>(item));
@@ -60,6 +86,7 @@ public slots:
 private slots:
     void initTestCase()
     {
+        SlideSourceLister::enumeration() = listSources;
         QDesktopServices::setUrlHandler(u"https"_s, this, "swallowUrl");
         QDesktopServices::setUrlHandler(u"file"_s, this, "swallowUrl");
     }
@@ -226,6 +253,45 @@ private slots:
         facade.loginSuccessful(); // late, while the stream starts
         QCOMPARE(live.count(), 1);
         QCOMPARE(live.at(0), QVariantList({ true, u"7f3a91"_s }));
+    }
+
+    /// Whatever service, files and devices call themselves is shown as the characters that it is.
+    void foreignTextsArePlain()
+    {
+        foreignSources = true;
+        RecorderSettings* settings = RecorderSettings::instance();
+        QTRY_VERIFY((settings->refreshAvailableSlideSources(), // one may be under way
+            settings->availableSlideSources().size() == 2));
+        foreignSources = false;
+        settings->setSelectedSlideSource(settings->availableSlideSources().first());
+
+        MainWindow& facade = m_fixture->facade();
+        m_fixture->addPresentation(foreign, u"2026-11-22T09:00:00"_s, 1);
+        facade.reloadPresentations();
+        QTRY_COMPARE(m_fixture->item(u"presentations"_s)->property("count").toInt(), 3);
+        QSet<QString> places;
+        for (const QString& page :
+            { u"presentationList"_s, u"settings"_s, u"liveStream"_s, QString(), u"loading"_s }) {
+            facade.setRecording(page.isEmpty());
+            facade.setLoading(page == "loading"_L1);
+            m_fixture->item(u"menu"_s)->setProperty("selected", page);
+            facade.showLiveStreamStartFailed(foreign);
+            facade.setLiveStream(page.isEmpty());
+            facade.setLiveStreamDetails(foreign, foreign);
+            facade.setLastSlideInfoWebErrorString(foreign);
+            emit facade.errorMessage(foreign);
+            m_fixture->settle();
+            int number = 0;
+            const QList<QQuickItem*> all = texts(m_fixture->window()->contentItem());
+            for (const QQuickItem* text : all) {
+                if (!text->property("text").toString().contains(foreign))
+                    continue;
+                places.insert(page + QString::number(++number) + text->objectName());
+                QVERIFY2(text->property("textFormat").toInt() == Qt::PlainText, // the same numbers
+                    qPrintable(page + u' ' + text->property("text").toString()));
+            }
+        }
+        QVERIFY2(places.size() >= 50, qPrintable(QStringList(places.values()).join(u'\n')));
     }
 
 private:

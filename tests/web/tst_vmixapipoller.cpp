@@ -31,6 +31,7 @@ private slots:
     void errorStaysAfterSuccess_data();
     void errorStaysAfterSuccess();
     void addressesThatAreNotPolled();
+    void redirectsToOthersAreNotFollowed();
     void slowSwitcherIsNotBuried();
     void lateAnswersChangeNothing();
 
@@ -85,6 +86,19 @@ void TestVMixApiPoller::addressesThatAreNotPolled()
         poller.start(endpoint, 5000);
         QVERIFY2(poller.lastError().contains(u"http://"_s), qPrintable(endpoint));
     }
+}
+
+void TestVMixApiPoller::redirectsToOthersAreNotFollowed()
+{
+    TestSwitcher other;
+    QVERIFY(other.listenPlain());
+    m_switcher->setRedirectTarget("http://127.0.0.1:" + QByteArray::number(other.port()) + "/api/");
+    m_switcher->setFault(path, Fault::Redirect);
+    VMixApiPoller poller;
+    QSignalSpy errors(&poller, &VMixApiPoller::pollingError);
+    poller.start(m_endpoint, 3'600'000);
+    QVERIFY(errors.wait());
+    QCOMPARE(other.requests().size(), 0);
 }
 
 void TestVMixApiPoller::slowSwitcherIsNotBuried()

@@ -10,10 +10,9 @@ Row {
     /// What follows the id in the address of that page.
     required property string editPath
 
-    readonly property bool linked: mainWindow.isLiveStream
-                                   && mainWindow.liveStreamPresentationId.length > 0
-    readonly property url editUrl: mainWindow.qml_serviceUrl(
-                                       "/" + mainWindow.liveStreamPresentationId + editPath)
+    readonly property bool linked: mainWindow.isLiveStream && String(editUrl).length > 0
+    readonly property url editUrl: mainWindow.qml_presentationUrl(
+                                       mainWindow.liveStreamPresentationId, editPath)
 
     clip: true
     spacing: Theme.unit
