@@ -26,6 +26,12 @@ for target in "${targets[@]}"; do
     rm -rf "$found.min" && mkdir "$found.min"
     "$program" -set_cover_merge=1 -detect_leaks=0 -max_len=4096 "$found.min" "$corpus" "$found" >>"build/fuzz/$target.log" 2>&1 ||
         { failed+=("$target"); continue; }
+    # Named inputs are ours and stay; those that have their hash for a name are found anew.
+    find "$corpus" -regextype egrep -regex '.*/[0-9a-f]{40}' -delete
+    for seed in "$corpus"/*; do
+        rm -f "$found.min/$(sha1sum <"$seed" | cut -d' ' -f1)"
+    done
+    cp "$found.min"/* "$corpus"
     printf '%s: %s, %s inputs kept\n' "$target" \
         "$(sed -n 's/^stat::number_of_executed_units: *\(.*\)/\1 runs/p' "build/fuzz/$target.log" | head -1)" \
         "$(ls "$found.min" | wc -l)"

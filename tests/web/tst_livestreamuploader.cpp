@@ -165,8 +165,11 @@ private slots:
         QTest::newRow("endless page instead of XML")
             << QJsonObject{ { u"reply"_s, 404 }, { u"body"_s, u"<p>"_s.repeated(MiB) } }
             << QString() << u": The reply with HTTP status 404 is no error description."_s;
-        QTest::newRow("wrong bucket") << QJsonObject() << u"bucket"_s
+        QTest::newRow("wrong bucket") << QJsonObject() << u"bucket nowhere"_s
                                       << u"NoSuchBucket: The specified bucket does not exist."_s;
+        QTest::newRow("bucket that reads as another host, answered by ours")
+            << QJsonObject() << u"bucket other.example/?#@"_s
+            << u"InvalidRequest: Unable to parse ExceptionName: InvalidRequest Message: The bucket is not in the host name."_s;
         QTest::newRow("wrong token")
             << QJsonObject() << u"token"_s
             << u"InvalidToken: Unable to parse ExceptionName: InvalidToken Message: The provided token is malformed or otherwise invalid."_s;
@@ -181,8 +184,8 @@ private slots:
         QFETCH(QString, error);
         const QString path = makeFile(u"0-0001.png"_s);
         LiveStreamUploaderConfig wrong = config();
-        if (field == u"bucket"_s)
-            wrong.bucket = u"nowhere"_s;
+        if (field.startsWith(u"bucket "_s))
+            wrong.bucket = field.section(u' ', 1);
         else if (field == u"token"_s)
             wrong.sessionToken += u"\r\nx-injected: yes"_s;
         else if (field == u"file"_s)
