@@ -1,22 +1,60 @@
-// The Windows sides of the pointer and of the listing of cameras, with events of another process
-// and with cameras that are entries of Wine's registry.
+// What only Windows does: the pointer with events of another process, the listing of cameras, the
+// registry's settings and the entry point.
+#include "FakeVideoInputs.h"
 #include "app/SystemHold.h"
 #include "recorders/MouseListenerPrivateWindows.h"
+#include "recorders/MouseRecorder.h"
+#include "recorders/TestRecording.h"
+#include "settings/LiveStreamSettings.h"
+#include "settings/RecorderSettings.h"
 #include "slidesource/SlidesSourceInfo.h"
 
 #include <QGuiApplication>
 #include <QPoint>
 #include <QProcess>
+#include <QRegularExpression>
+#include <QSettings>
 #include <QSignalSpy>
 #include <QTest>
 #include <QThread>
 #include <QWindow>
 
 #include <memory>
-#include <objbase.h>
-#include <windows.h>
 
 using namespace Qt::StringLiterals;
+
+namespace {
+
+bool hooksRefused = false;
+int hooks = 0; // that are installed
+
+HHOOK WINAPI installHook(int type, HOOKPROC procedure, HINSTANCE module, DWORD thread)
+{
+    if (hooksRefused)
+        return nullptr;
+    static const auto install = reinterpret_cast<decltype(&SetWindowsHookExW)>(
+        QFunctionPointer(GetProcAddress(GetModuleHandleW(L"user32.dll"), "SetWindowsHookExW")));
+    const HHOOK hook = install(type, procedure, module, thread);
+    hooks += hook ? 1 : 0;
+    return hook;
+}
+
+WINBOOL WINAPI removeHook(HHOOK hook)
+{
+    static const auto remove = reinterpret_cast<decltype(&UnhookWindowsHookEx)>(
+        QFunctionPointer(GetProcAddress(GetModuleHandleW(L"user32.dll"), "UnhookWindowsHookEx")));
+    const WINBOOL removed = remove(hook);
+    hooks -= removed ? 1 : 0;
+    return removed;
+}
+
+} // namespace
+
+// Take the places of the imports of the same names.
+extern "C" {
+decltype(&SetWindowsHookExW) __imp_SetWindowsHookExW = installHook;
+decltype(&UnhookWindowsHookEx) __imp_UnhookWindowsHookEx = removeHook;
+}
 
 namespace {
 
@@ -81,6 +119,34 @@ QStringList listed()
     return lines;
 }
 
+/// On a thread of its own whose COM is initialised in that mode, before and still afterwards.
+QStringList listedOnThread(COINIT mode, const FakeVideoInputs::List* fake)
+{
+    QStringList lines;
+    HRESULT before = E_FAIL;
+    HRESULT inside = E_FAIL;
+    HRESULT after = S_OK;
+    const std::unique_ptr<QThread> thread(QThread::create([&] {
+        before = CoInitializeEx(nullptr, mode);
+        {
+            std::optional<FakeVideoInputs::Scope> scope;
+            if (fake)
+                scope.emplace(*fake);
+            lines = listed();
+        }
+        APTTYPE type;
+        APTTYPEQUALIFIER qualifier;
+        inside = CoGetApartmentType(&type, &qualifier);
+        CoUninitialize();
+        after = CoGetApartmentType(&type, &qualifier);
+    }));
+    thread->start();
+    thread->wait();
+    if (before != S_OK || inside != S_OK || after != CO_E_NOTINITIALIZED)
+        return { u"COM: %1 %2 %3"_s.arg(before).arg(inside).arg(after) };
+    return lines;
+}
+
 } // namespace
 
 class TestWindows : public QObject
@@ -89,8 +155,14 @@ class TestWindows : public QObject
 
 private slots:
     void hookSeesTheMovesOfOtherProcesses();
+    void hookThatIsRefused();
+    void listsCamerasOfTheSystem();
+    void listsCameras_data();
     void listsCameras();
     void staysAwake();
+    void settingsInTheRegistry();
+    void entryPoint_data();
+    void entryPoint();
 };
 
 void TestWindows::hookSeesTheMovesOfOtherProcesses()
@@ -128,7 +200,34 @@ void TestWindows::hookSeesTheMovesOfOtherProcesses()
     }
 }
 
-void TestWindows::listsCameras()
+/// Pointer recording goes on without one, and a recorder that is destroyed in mid-recording, as at
+/// quit, leaves none behind and loses nothing.
+void TestWindows::hookThatIsRefused()
+{
+    const auto lines = [](const TestRecording<MouseRecorder>& recording) {
+        return recording.content(u"mouse_positions.txt"_s).count("\r\n");
+    };
+    QCOMPARE(hooks, 0);
+    TestRecording<MouseRecorder> recording;
+    hooksRefused = true;
+    QVERIFY(recording.start());
+    QVERIFY(sendFromAnotherProcess());
+    QVERIFY(recording.stop(2)); // the listener's answer and the saver's
+    QCOMPARE(lines(recording), 0);
+
+    hooksRefused = false;
+    QVERIFY(recording.start());
+    QCOMPARE(hooks, 1);
+    QVERIFY(sendFromAnotherProcess());
+    QTRY_COMPARE(recording.recorder->positionX(), Path.last().x());
+    recording.recorder.reset();
+    QCOMPARE(hooks, 0);
+    QVERIFY(lines(recording) >= Path.size() - 1);
+    QCOMPARE(recording.errors.count(), 0);
+}
+
+/// The system's own enumerator, with cameras that are entries of Wine's registry.
+void TestWindows::listsCamerasOfTheSystem()
 {
     if (!GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version"))
         QSKIP("would change the cameras of this computer");
@@ -140,29 +239,13 @@ void TestWindows::listsCameras()
     addCamera(L"1",
         { { u"CLSID"_s, clsid }, { u"FriendlyName"_s, u"Kamera für Hörsaal 教室"_s },
             { u"DevicePath"_s, u"\\\\?\\usb#vid_1"_s } });
-    addCamera(L"2", { { u"CLSID"_s, clsid }, { u"DevicePath"_s, u"nameless"_s } });
-    addCamera(L"3", { { u"CLSID"_s, clsid }, { u"FriendlyName"_s, u"OBS Virtual Camera"_s } });
-    addCamera(L"4",
-        { { u"CLSID"_s, clsid }, { u"Description"_s, u"Described"_s },
-            { u"DevicePath"_s, u"p4"_s } });
-    QTest::ignoreMessage(
-        QtWarningMsg, "[SlidesSourceInfo] cannot get a device name for a video input");
+    addCamera(L"2", { { u"CLSID"_s, clsid }, { u"FriendlyName"_s, u"OBS Virtual Camera"_s } });
     const QStringList expected{ u"0 1 Kamera für Hörsaal 教室 \\\\?\\usb#vid_1"_s,
-        u"1 0 OBS Virtual Camera OBS Virtual Camera"_s, u"2 1 Described p4"_s };
+        u"1 0 OBS Virtual Camera OBS Virtual Camera"_s };
     QCOMPARE(listed(), expected);
-
+    QCOMPARE(listedOnThread(COINIT_APARTMENTTHREADED, nullptr), expected);
     // On a thread of COM's other mode there is no listing, and that mode is left as it is.
-    QStringList elsewhere{ u"not run"_s };
-    HRESULT mode = E_FAIL;
-    const std::unique_ptr<QThread> thread(QThread::create([&elsewhere, &mode] {
-        CoInitializeEx(nullptr, COINIT_MULTITHREADED);
-        elsewhere = listed();
-        mode = CoInitializeEx(nullptr, COINIT_MULTITHREADED);
-    }));
-    thread->start();
-    QVERIFY(thread->wait());
-    QCOMPARE(elsewhere, QStringList());
-    QCOMPARE(mode, S_FALSE); // still initialised
+    QCOMPARE(listedOnThread(COINIT_MULTITHREADED, nullptr), QStringList());
     RegDeleteTreeW(HKEY_LOCAL_MACHINE, Cameras.c_str());
 }
 
@@ -179,6 +262,136 @@ void TestWindows::staysAwake()
     QVERIFY(isHeld());
     hold.end();
     QVERIFY(!isHeld());
+}
+
+void TestWindows::listsCameras_data()
+{
+    using FakeVideoInputs::List;
+    using FakeVideoInputs::Properties;
+    QTest::addColumn<List>("list");
+    QTest::addColumn<QStringList>("expected");
+    QTest::addColumn<QStringList>("warnings");
+
+    const Properties second{ { u"FriendlyName"_s, u"Б камера"_s }, { u"DevicePath"_s, u"p2"_s } };
+    const Properties first{ { u"FriendlyName"_s, u"A"_s }, { u"Description"_s, u"not asked"_s } };
+    const Properties nameless{ { u"DevicePath"_s, u"p3"_s } };
+    const Properties described{ { u"Description"_s, u"Described"_s },
+        { u"DevicePath"_s, u"p4"_s } };
+    const Properties obs{ { u"FriendlyName"_s, u"OBS Virtual Camera"_s } };
+    const QString cannotEnumerate = u"cannot enumerate video inputs"_s;
+    const QString cannotBind = u"cannot bind to storage for video input"_s;
+    const QString noName = u"cannot get a device name for a video input"_s;
+    QTest::newRow("in the system's order, the listed ones counted")
+        << List{ S_OK, { {}, second, first, nameless, described, obs, {} } }
+        << QStringList{ u"0 1 Б камера p2"_s, u"1 1 A A"_s, u"2 1 Described p4"_s,
+               u"3 0 OBS Virtual Camera OBS Virtual Camera"_s }
+        << QStringList{ cannotBind, noName, cannotBind };
+    QTest::newRow("a list without devices") << List{ S_OK, {} } << QStringList() << QStringList();
+    QTest::newRow("an empty category")
+        << List{ S_FALSE, {} } << QStringList() << QStringList{ cannotEnumerate };
+    QTest::newRow("a system that fails")
+        << List{ E_OUTOFMEMORY, {} } << QStringList() << QStringList{ cannotEnumerate };
+}
+
+void TestWindows::listsCameras()
+{
+    QFETCH(FakeVideoInputs::List, list);
+    QFETCH(QStringList, warnings);
+    for (const QString& warning : std::as_const(warnings))
+        QTest::ignoreMessage(QtWarningMsg, qPrintable(u"[SlidesSourceInfo] "_s + warning));
+    QTest::failOnWarning(QRegularExpression(u"SlidesSourceInfo"_s));
+    QTEST(listedOnThread(COINIT_APARTMENTTHREADED, &list), "expected");
+    QCOMPARE(FakeVideoInputs::alive, 0);
+}
+
+/// What the program stores it reads again; where something else lies there, it has its
+/// defaults.
+void TestWindows::settingsInTheRegistry()
+{
+    const wchar_t* const organisation = L"Software\\PodiumcastTest";
+    QCoreApplication::setOrganizationName(u"PodiumcastTest"_s);
+    QCoreApplication::setApplicationName(u"tst_windows"_s);
+    RegDeleteTreeW(HKEY_CURRENT_USER, organisation);
+    RecorderSettings* recorder = RecorderSettings::instance();
+    LiveStreamSettings* live = LiveStreamSettings::instance();
+    const auto change = [&](bool native, int width, int interval, const QString& endpoint) {
+        recorder->setUseNativeSlideSourceResolution(native);
+        recorder->setSlideWidth(width);
+        live->setVMixApiPollInterval(interval);
+        live->setVMixApiEndpoint(endpoint);
+    };
+    const auto loaded = [&] {
+        recorder->load();
+        live->load();
+        return u"%1 %2 %3 %4"_s.arg(recorder->useNativeSlideSourceResolution())
+            .arg(recorder->slideWidth())
+            .arg(live->vMixApiPollInterval())
+            .arg(live->vMixApiEndpoint());
+    };
+    change(false, 1280, 250, u"http://ä/教"_s);
+    QTRY_COMPARE(QSettings().value(u"recorderSettings/slideWidth"_s).toInt(), 1280);
+    recorder->blockSignals(true);
+    live->blockSignals(true);
+    change(true, 1, 1, {}); // and nothing is stored
+    recorder->blockSignals(false);
+    live->blockSignals(false);
+    QCOMPARE(loaded(), u"0 1280 250 http://ä/教"_s);
+
+    const std::wstring key = std::wstring(organisation) + L"\\tst_windows\\";
+    for (const auto& [group, name] : { std::pair(L"recorderSettings", L"slideWidth"),
+             std::pair(L"recorderSettings", L"useNativeSlideSourceResolution"),
+             std::pair(L"liveStreamSettings", L"vMixApiPollInterval") })
+        QCOMPARE(RegSetKeyValueW(
+                     HKEY_CURRENT_USER, (key + group).c_str(), name, REG_BINARY, "\1\2\3", 3),
+            ERROR_SUCCESS);
+    QCOMPARE(loaded(), u"1 1920 5000 http://ä/教"_s);
+    QCoreApplication::processEvents(); // what is written back
+    RegDeleteTreeW(HKEY_CURRENT_USER, organisation);
+}
+
+void TestWindows::entryPoint_data()
+{
+    QTest::addColumn<QString>("commandLine"); // behind the program's name
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<int>("exitCode");
+    QTest::newRow("none") << QString() << QStringList() << 0;
+    QTest::newRow("blanks, quotes, backslashes")
+        << uR"(a  "b c" "say \"hi\"" C:\dir\ "C:\my dir\\" "" end)"_s
+        << QStringList{ u"a"_s, u"b c"_s, u"say \"hi\""_s, u"C:\\dir\\"_s, u"C:\\my dir\\"_s,
+               QString(), u"end"_s }
+        << 7;
+    QTest::newRow("non-Latin") << u"Hörsaal \"Ø å\" 教室 Лекция"_s
+                               << QStringList{ u"Hörsaal"_s, u"Ø å"_s, u"教室"_s, u"Лекция"_s }
+                               << 0;
+    QTest::newRow("cannot be split") << QString() << QStringList() << -1;
+}
+
+void TestWindows::entryPoint()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QString, commandLine);
+    QFETCH(int, exitCode);
+    const QTemporaryDir dir;
+    const QString file = dir.filePath(u"arguments"_s);
+    QProcess process;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(u"PROBE_FILE"_s, file);
+    environment.insert(u"PROBE_CODE"_s, QString::number(exitCode == -1 ? 5 : exitCode));
+    if (exitCode == -1)
+        environment.insert(u"PROBE_FAIL"_s, u"1"_s);
+    process.setProcessEnvironment(environment);
+    process.setNativeArguments(commandLine);
+    process.start(QCoreApplication::applicationDirPath() + u"/entrypointprobe.exe"_s);
+    QVERIFY(process.waitForFinished());
+    QCOMPARE(process.exitCode(), exitCode);
+
+    QStringList expected; // in the process's code page, which may lack letters
+    for (const QString& argument : std::as_const(arguments))
+        expected << QString::fromLatin1(argument.toLocal8Bit().toHex());
+    QFile written(file);
+    QCOMPARE(written.open(QIODevice::ReadOnly | QIODevice::Text), exitCode != -1);
+    if (exitCode != -1)
+        QCOMPARE(QString::fromLatin1(written.readAll()).split(u'\n'), expected << QString());
 }
 
 int main(int argc, char** argv)
