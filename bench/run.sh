@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # Builds with the bench preset, measures, and prints the results as Markdown tables:
 #   bench/run.sh [--quick]
-# First the steps of one capture on a screen of 3840x2160, then the real program: its start-up and
-# the recording of a still screen for a minute, then a live stream's uploads. --quick: ten seconds
-# of recording, fewer repetitions.
+# First the steps of one capture on a screen of 3840x2160, then many screens that change at once, then
+# the real program: its start-up, its idle window and the recording of a still screen for a minute,
+# then a live stream's uploads. --quick: ten seconds of recording, fewer repetitions.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 seconds=60 starts=5 min_time=0.5
@@ -15,7 +15,8 @@ esac
 
 {
     cmake --preset bench
-    cmake --build --preset bench --target podiumcast_bench podiumcast_bench_upload PodiumcastRecorder DeckPlayer \
+    cmake --build --preset bench --target podiumcast_bench podiumcast_bench_load podiumcast_bench_upload \
+        PodiumcastRecorder DeckPlayer \
         slidesource_bench ndisender
     tools/fetch-ndi-runtime.sh
 } >&2
@@ -54,6 +55,21 @@ print("| one capture: median time (CPU of all threads) | 1920x1080 | 3840x2160 |
 for name, times in rows.items():
     print(f"| {name} | {times['w:1920']} | {times['w:3840']} |")
 PYTHON
+
+printf '\n| screens that all change at once, on this machine alone | |\n|---|---|\n'
+# desktop of COLUMNS x ROWS monitors of WIDTH x HEIGHT, a slide every PERIOD_MS
+load() {
+    tests/harness/desktop.sh --screen "$(($1 * $3))x$(($2 * $4))" -- bash -c '
+        for ((i = 0; i < $1 * $2; ++i)); do
+            xrandr --setmonitor "M$i" "$3/508x$4/286+$(($3 * (i % $1)))+$(($4 * (i / $1)))" \
+                "$([ "$i" = 0 ] && echo screen || echo none)" >/dev/null
+        done
+        exec "$6" "$7" "$5" "$8"
+    ' - "$@" "$build/bench/podiumcast_bench_load" "$((seconds / 2))" "$dir/slide.png" ||
+        echo 'The queue grew: see the row above.' >&2
+}
+load 3 1 3840 2160 1000
+load 3 2 1920 1080 10000
 
 printf '\n| the real program | |\n|---|---|\n'
 tests/harness/desktop.sh --audio -- /usr/bin/python3 bench/recording.py \
