@@ -9,8 +9,8 @@
 namespace {
 
 constexpr int Radius = TileKernels::Radius;
-constexpr double C1 = 6.5025;
-constexpr double C2 = 58.5225;
+constexpr double C1 = TileKernels::C1;
+constexpr double C2 = TileKernels::C2;
 
 // The weights of the Gaussian window with σ = 1.5, from its centre outwards.
 std::array<float, Radius + 1> windowWeights()
@@ -32,6 +32,45 @@ const std::array<float, Radius + 1>& weights()
     static const std::array<float, Radius + 1> result = windowWeights();
     return result;
 }
+
+const TileKernels::FixedWeights& fixedWeights()
+{
+    static const TileKernels::FixedWeights result = [] {
+        TileKernels::FixedWeights fixed;
+        for (int k = 0; k <= TileKernels::ReachOfDifferences; ++k) {
+            fixed.differences[k]
+                = std::int16_t(std::lround(weights()[k] * TileKernels::DifferenceScale));
+            fixed.lines[k] = std::int16_t(weights()[k] * 65536);
+        }
+        for (int k = 0; k <= TileKernels::ReachOfSums; ++k)
+            fixed.sums[k] = std::int16_t(weights()[k] * TileKernels::SumScale);
+        return fixed;
+    }();
+    return result;
+}
+
+// How far the fixed-point G(d) can be from the true one, for differences of 1: its weights in a row
+// and in a column are not quite the window's.
+double inexactness()
+{
+    static const double result = [] {
+        double sum = 0;
+        for (int k = 0; k <= Radius; ++k) {
+            const bool used = k <= TileKernels::ReachOfDifferences;
+            const double row
+                = used ? fixedWeights().differences[k] / double(TileKernels::DifferenceScale) : 0;
+            const double column = used ? fixedWeights().lines[k] / 65536.0 : 0;
+            // The row's weights add up to hardly more than 1.
+            sum += (k ? 2 : 1)
+                * (std::abs(row - weights()[k]) + 1.01 * std::abs(column - weights()[k]));
+        }
+        return sum;
+    }();
+    return result;
+}
+
+// Each of the products of a column is cut off.
+constexpr double CutOff = (TileKernels::ReachOfDifferences + 1.0) / TileKernels::DifferenceScale;
 
 bool sameBytes(const cv::Mat& a, const cv::Mat& b)
 {
@@ -63,14 +102,16 @@ void TileComparison::Axis::set(int length)
 {
     for (int i = -Radius; i < length + Radius; ++i)
         mirror[i + Radius] = cv::borderInterpolate(i, length, cv::BORDER_REFLECT_101);
-    border.fill(0);
+    std::array<float, TileKernels::Stride> sums = {};
     for (int i = -Radius; i < length + Radius; ++i) {
         for (int k = -Radius; k <= Radius; ++k) {
             if (i + k >= 0 && i + k < length)
-                border[mirror[i + Radius]] += weights()[k < 0 ? -k : k];
+                sums[mirror[i + Radius]] += weights()[k < 0 ? -k : k];
         }
     }
-    largest = *std::max_element(border.begin(), border.end());
+    largest = *std::max_element(sums.begin(), sums.end());
+    for (int i = 0; i < TileKernels::Stride; ++i)
+        border[i] = std::int16_t(std::ceil(sums[i] * TileKernels::BorderScale));
 }
 
 void TileComparison::load(const cv::Mat& a, const cv::Mat& b)
@@ -106,13 +147,13 @@ double TileComparison::lowerBound(int channel) const
     const double coarse = 1 - border * mse * (1 / C2 + excess);
     // The finer bound costs more: not where it is not needed, and hardly where it cannot help.
     if (coarse >= Threshold + Margin || 1 - mse / C2 < Threshold + Margin
-        || statistics.largestDifference > TileKernels::MaximumDifference
-        || std::min(m_cols, m_rows) < SmoothingLength)
+        || statistics.largestDifference > TileKernels::MaximumDifference)
         return coarse;
-    const TileKernels::Differences differences = m_kernels.differences(a, b, m_cols, m_rows,
-        m_axisX.border.data(), m_axisY.border.data(), m_axisX.mirror.data(), m_axisY.mirror.data());
-    const double smoothed = differences.smoothed / (1024.0 * 1024 * pixels);
-    return 1 - differences.squares / pixels / C2 - (smoothed + SmoothingExcess * mse) * excess;
+    const double tolerance = statistics.largestDifference * inexactness() + CutOff;
+    const TileKernels::Losses losses = m_kernels.losses(a, b, m_cols, m_rows, fixedWeights(),
+        float(tolerance), m_axisX.border.data(), m_axisY.border.data(), m_axisX.mirror.data(),
+        m_axisY.mirror.data());
+    return 1 - (losses.structure / C2 + losses.luminance) / pixels;
 }
 
 double TileComparison::similarity(int channel) const

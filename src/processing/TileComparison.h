@@ -11,7 +11,7 @@
 ///
 /// Three shortcuts, in this order:
 /// 1. Tiles of equal bytes have the similarity 1.
-/// 2. Nearly equal tiles: lowerBound() needs no window at all.
+/// 2. Nearly equal tiles: lowerBound() needs one window or none.
 /// 3. The rest: one fused pass over each channel, without temporary matrices.
 ///
 /// The last two differ from the plain formula by rounding only, far less than Margin (both are
@@ -31,10 +31,7 @@ public:
     /// was ever seen, and little enough that hardly a tile of a talk is computed twice.
     static constexpr double Margin = 0.005;
     /// Tiles are at most this wide and high.
-    static constexpr int TileSize = 50;
-
-    static constexpr double SmoothingExcess = 0.0269;
-    static constexpr int SmoothingLength = 7; ///< pixels
+    static constexpr int TileSize = TileKernels::MaximumSize;
 
     TileComparison();
 
@@ -54,9 +51,12 @@ public:
     ///     1 - μd² / (μ1² + μ2² + C1)    and    1 - σd² / (σ1² + σ2² + C2),
     ///
     /// the first of them in 0…1. So 1 - SSIM is at most the sum of the two fractions. As σ1², σ2²
-    /// are not negative and μ1, μ2 not below the smallest pixels, that is at most
+    /// are not negative, that is at most
     ///
-    ///     G(d²)/C2 + μd²·e    with e = max(0, 1/(C1 + min1² + min2²) - 1/C2).
+    ///     G(d²)/C2 + μd²·e    with e = max(0, 1/(C1 + μ1² + μ2²) - 1/C2).
+    ///
+    /// That is first bounded by the tile's smallest pixels min1, min2, which μ1 and μ2 are not
+    /// below, and μd² ≤ G(d²).
     ///
     /// The sum of G(d²) over the tile counts every d² with the sum of the weights that reach its
     /// pixel. Along one axis, where w(k) are the weights of the window (which sum up to 1) and i is
@@ -65,18 +65,14 @@ public:
     /// stands on pixel 0 and does not repeat it), Σ w(k) for k ≥ i, if i > 0. Together 1 + w(i), at
     /// most 1 + w(1) = 1.213 for σ = 1.5; 1.213² = 1.472 in both directions. From eleven pixels on
     /// no pixel next to one border is reached by the other one's mirror; for shorter sides the sums
-    /// are computed just the same and may be larger. Therefore, and because μd² ≤ G(d²),
+    /// are computed just the same and may be larger. Therefore
     ///
-    ///     mean SSIM ≥ 1 - 1.472·MSE·(1/C2 + e).
+    ///     mean SSIM ≥ 1 - 1.472·MSE·max(1/C2, 1/(C1 + min1² + min2²)).
     ///
-    /// That is enough but for tiles with black pixels, where e is large. For those the weights 1 +
-    /// w are applied pixel by pixel, which makes the sum of G(d²) exact, and μd², which is much
-    /// smaller for noise, is bounded by a smoothing B of small integers: where G1 and B1 are the
-    /// matrices of both along one axis, X = G1ᵀ·G1 and Y = B1ᵀ·B1, no eigenvalue of X - Y is above
-    /// 0.0126 from SmoothingLength to 50 pixels, and none of Y above 1.0595. In both directions
-    /// X⊗X - Y⊗Y then has none above 2·0.0126·1.0595 + 0.0126² < SmoothingExcess, and
-    ///
-    ///     mean SSIM ≥ 1 - mean of G(d²)/C2 - (mean of B(d)² + SmoothingExcess·MSE)·e.
+    /// That is enough but for tiles with black pixels. For those the weights 1 + w are applied
+    /// pixel by pixel, which makes the sum of G(d²) exact, and μd²·e is summed up pixel by pixel,
+    /// too, in integers: |μd| with what their rounding can take away added, and μ1² + μ2² ≥ (μ1 +
+    /// μ2)²/2 with weights that are rounded down.
     [[nodiscard]] double lowerBound(int channel) const;
 
     /// The mean SSIM by the fused pass.
@@ -88,8 +84,9 @@ private:
     {
         void set(int length);
         std::array<int, TileSize + 2 * TileKernels::Radius> mirror; ///< see TileKernels
-        std::array<float, TileKernels::Stride> border; ///< the weights that reach each pixel
-        float largest; ///< of border
+        /// The weights that reach each pixel, as in TileKernels::losses; and the largest of them.
+        std::array<std::int16_t, TileKernels::Stride> border;
+        float largest;
     };
     using Plane = std::array<std::uint8_t, TileSize * TileKernels::Stride>;
 

@@ -59,58 +59,106 @@ TileKernels::Statistics tileStatistics(const std::uint8_t* a, const std::uint8_t
 constexpr int Left = 16; // room for the mirrored pixels in front of a row, and keeps it aligned
 constexpr int Ring = 16; // rows that are kept of a tile, of which the window sees eleven
 
-template <typename Load> inline v_int16 smoothed(Load at)
+// Fills the places before and behind a row of pixels as the mirror says.
+template <typename Value> inline void extend(Value* values, int cols, const int* mirror)
 {
-    const v_int16 near = at(-1) + at(1);
-    return v_shl<3>(at(0) + near) - near + v_shl<2>(at(-2) + at(2)) + (at(-3) + at(3));
+    for (int k = 1; k <= TileKernels::Radius; ++k) {
+        values[-k] = values[mirror[TileKernels::Radius - k]];
+        values[cols - 1 + k] = values[mirror[TileKernels::Radius + cols - 1 + k]];
+    }
 }
 
-TileKernels::Differences tileDifferences(const std::uint8_t* a, const std::uint8_t* b, int cols,
-    int rows, const float* border, const float* borderRows, const int* mirror,
-    const int* mirrorRows)
+TileKernels::Losses tileLosses(const std::uint8_t* a, const std::uint8_t* b, int cols, int rows,
+    const TileKernels::FixedWeights& weights, float tolerance, const std::int16_t* border,
+    const std::int16_t* borderRows, const int* mirror, const int* mirrorRows)
 {
     constexpr int Stride = TileKernels::Stride;
     constexpr int Radius = TileKernels::Radius;
     constexpr int Lanes = v_int16::nlanes;
-    short row[Left + Stride + Left] = {};
-    short lines[Ring][Stride];
+    short difference[Left + Stride + Left] = {};
+    unsigned short sum[Left + Stride + Left] = {};
+    // Every row, smoothed along itself.
+    short differences[TileKernels::MaximumSize][Stride];
+    unsigned short sums[TileKernels::MaximumSize][Stride];
+
+    v_float32 structure = vx_setzero_f32();
+    for (int y = 0; y < rows; ++y) {
+        v_int32 squares = vx_setzero_s32();
+        for (int x = 0; x < cols; x += Lanes) {
+            const v_uint16 pixelsA = vx_load_expand(a + y * Stride + x);
+            const v_uint16 pixelsB = vx_load_expand(b + y * Stride + x);
+            const v_int16 d = v_reinterpret_as_s16(pixelsA) - v_reinterpret_as_s16(pixelsB);
+            v_store(difference + Left + x, d);
+            v_store(sum + Left + x, pixelsA + pixelsB);
+            squares = v_dotprod(v_mul_wrap(d, d), vx_load(border + x), squares);
+        }
+        structure = v_fma(v_cvt_f32(squares), vx_setall_f32(borderRows[y]), structure);
+        extend(difference + Left, cols, mirror);
+        extend(sum + Left, cols, mirror);
+        for (int x = 0; x < cols; x += Lanes) {
+            const short* const d = difference + Left + x;
+            const unsigned short* const s = sum + Left + x;
+            v_int16 smoothD = v_mul_wrap(vx_load(d), vx_setall_s16(weights.differences[0]));
+            v_uint16 smoothS = v_mul_wrap(vx_load(s), vx_setall_u16(weights.sums[0]));
+            for (int k = 1; k <= TileKernels::ReachOfDifferences; ++k)
+                smoothD = smoothD
+                    + v_mul_wrap(
+                        vx_load(d - k) + vx_load(d + k), vx_setall_s16(weights.differences[k]));
+            for (int k = 1; k <= TileKernels::ReachOfSums; ++k)
+                smoothS = smoothS
+                    + v_mul_wrap(vx_load(s - k) + vx_load(s + k), vx_setall_u16(weights.sums[k]));
+            v_store(differences[y] + x, smoothD);
+            v_store(sums[y] + x, smoothS);
+        }
+    }
+
     short inside[Stride];
     for (int x = 0; x < Stride; ++x)
         inside[x] = x < cols ? -1 : 0;
-    v_float32 squares = vx_setzero_f32();
-    v_float32 total = vx_setzero_f32();
-    for (int y = 0, next = 0; y < rows; ++y) {
-        for (; next < rows && next <= y + 3; ++next) {
-            short* const values = row + Left;
-            const v_float32 rowWeight = vx_setall_f32(borderRows[next]);
-            for (int x = 0; x < cols; x += Lanes) {
-                const v_uint16 pixelsA = vx_load_expand(a + next * Stride + x);
-                const v_uint16 pixelsB = vx_load_expand(b + next * Stride + x);
-                const v_int16 d = v_reinterpret_as_s16(pixelsA) - v_reinterpret_as_s16(pixelsB);
-                v_store(values + x, d);
-                v_int32 low, high;
-                v_mul_expand(d, d, low, high);
-                const v_float32 weightedLow = v_cvt_f32(low) * vx_load(border + x);
-                const v_float32 weighted
-                    = v_fma(v_cvt_f32(high), vx_load(border + x + v_float32::nlanes), weightedLow);
-                squares = v_fma(weighted, rowWeight, squares);
-            }
-            for (int k = 1; k <= 3; ++k) {
-                values[-k] = values[mirror[Radius - k]];
-                values[cols - 1 + k] = values[mirror[Radius + cols - 1 + k]];
-            }
-            for (int x = 0; x < cols; x += Lanes)
-                v_store(lines[next % Ring] + x,
-                    smoothed([values, x](int k) { return vx_load(values + x + k); }));
-        }
+    const v_float32 scaleD = vx_setall_f32(1.0F / TileKernels::DifferenceScale);
+    const v_float32 scaleS = vx_setall_f32(0.5F / TileKernels::SumScale / TileKernels::SumScale);
+    const v_float32 inexact = vx_setall_f32(tolerance);
+    const v_float32 c1 = vx_setall_f32(TileKernels::C1);
+    const v_float32 inverseC2 = vx_setall_f32(1 / TileKernels::C2);
+    const v_float32 one = vx_setall_f32(1);
+    const v_float32 zero = vx_setzero_f32();
+    const v_uint16 bright = vx_setall_u16(TileKernels::BrightSum);
+    v_float32 luminance = zero;
+    for (int y = 0; y < rows; ++y) {
+        const int* const lines = mirrorRows + y + Radius;
         for (int x = 0; x < cols; x += Lanes) {
-            const v_int16 value = vx_load(inside + x) & smoothed([&lines, mirrorRows, x, y](int k) {
-                return vx_load(lines[mirrorRows[y + Radius + k] % Ring] + x);
-            });
-            total = total + v_cvt_f32(v_dotprod(value, value));
+            v_uint16 s = v_mul_hi(vx_load(sums[y] + x), vx_setall_u16(ushort(weights.lines[0])));
+            for (int k = 1; k <= TileKernels::ReachOfSums; ++k)
+                s = s
+                    + v_mul_hi(vx_load(sums[lines[-k]] + x) + vx_load(sums[lines[k]] + x),
+                        vx_setall_u16(ushort(weights.lines[k])));
+            const v_uint16 dark = (s < bright) & v_reinterpret_as_u16(vx_load(inside + x));
+            if (!v_check_any(dark))
+                continue;
+            v_int16 d = v_mul_hi(vx_load(differences[y] + x), vx_setall_s16(weights.lines[0]));
+            for (int k = 1; k <= TileKernels::ReachOfDifferences; ++k)
+                d = d
+                    + v_mul_hi(
+                        vx_load(differences[lines[-k]] + x) + vx_load(differences[lines[k]] + x),
+                        vx_setall_s16(weights.lines[k]));
+            v_uint32 means[2], sizes[2], darkHalves[2];
+            v_expand(s, means[0], means[1]);
+            v_expand(v_abs(d), sizes[0], sizes[1]);
+            v_expand(dark, darkHalves[0], darkHalves[1]);
+            for (int half = 0; half < 2; ++half) {
+                const v_float32 mean = v_cvt_f32(v_reinterpret_as_s32(means[half]));
+                const v_float32 size
+                    = v_fma(v_cvt_f32(v_reinterpret_as_s32(sizes[half])), scaleD, inexact);
+                const v_float32 m = v_fma(mean * mean, scaleS, c1);
+                const v_float32 e = v_max(one / m - inverseC2, zero);
+                luminance = luminance
+                    + (v_reinterpret_as_f32(darkHalves[half] > vx_setzero_u32())
+                        & (e * size * size));
+            }
         }
     }
-    return { v_reduce_sum(squares), v_reduce_sum(total) };
+    constexpr float BorderScales = float(TileKernels::BorderScale) * TileKernels::BorderScale;
+    return { v_reduce_sum(structure) / BorderScales, v_reduce_sum(luminance) };
 }
 
 // The window's weighted sum over eleven rows or columns; at(k) loads the one at the distance k.
@@ -145,8 +193,8 @@ double tileDissimilarity(const std::uint8_t* a, const std::uint8_t* b, int cols,
 
     const v_float32 centre = vx_setall_f32(Centre);
     const v_float32 half = vx_setall_f32(0.5F);
-    const v_float32 c1 = vx_setall_f32(6.5025F);
-    const v_float32 c2 = vx_setall_f32(58.5225F);
+    const v_float32 c1 = vx_setall_f32(TileKernels::C1);
+    const v_float32 c2 = vx_setall_f32(TileKernels::C2);
     v_float32 total = vx_setzero_f32();
 
     for (int y = 0, next = 0; y < rows; ++y) {
@@ -159,13 +207,8 @@ double tileDissimilarity(const std::uint8_t* a, const std::uint8_t* b, int cols,
                 v_store(row[Sum] + Left + x, pixelsA + pixelsB - centre);
                 v_store(row[Difference] + Left + x, pixelsA - pixelsB);
             }
-            for (int quantity : { Sum, Difference }) {
-                float* const values = row[quantity] + Left;
-                for (int k = 1; k <= Radius; ++k) {
-                    values[-k] = values[mirror[Radius - k]];
-                    values[cols - 1 + k] = values[mirror[Radius + cols - 1 + k]];
-                }
-            }
+            extend(row[Sum] + Left, cols, mirror);
+            extend(row[Difference] + Left, cols, mirror);
             for (int x = 0; x < Left + Stride + Left; x += Lanes) {
                 const v_float32 sum = vx_load(row[Sum] + x);
                 const v_float32 difference = vx_load(row[Difference] + x);
@@ -205,6 +248,6 @@ double tileDissimilarity(const std::uint8_t* a, const std::uint8_t* b, int cols,
     return double(v_reduce_sum(total)) / (cols * rows);
 }
 
-constexpr TileKernels kernels{ splitTile, tileStatistics, tileDifferences, tileDissimilarity };
+constexpr TileKernels kernels{ splitTile, tileStatistics, tileLosses, tileDissimilarity };
 
 } // namespace

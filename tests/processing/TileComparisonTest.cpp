@@ -88,32 +88,9 @@ class TileComparisonTest : public QObject
     Q_OBJECT
 
 private slots:
-    void smoothingBoundsTheWindow();
     void decidesAsThePlainFormula_data();
     void decidesAsThePlainFormula();
 };
-
-// The constants of the finer lower bound.
-void TileComparisonTest::smoothingBoundsTheWindow()
-{
-    // One axis as a matrix, transposed, times itself.
-    const auto squared = [](const cv::Mat& weights, int length) {
-        cv::Mat matrix;
-        cv::sepFilter2D(cv::Mat::eye(length, length, CV_64F), matrix, CV_64F,
-            cv::Mat::ones(1, 1, CV_64F), weights);
-        return cv::Mat(matrix.t() * matrix);
-    };
-    const cv::Mat window = cv::getGaussianKernel(11, 1.5, CV_64F);
-    const cv::Mat smoothing = cv::Mat_<double>({ 1, 4, 7, 8, 7, 4, 1 }) / 32;
-    for (int n = TileComparison::SmoothingLength; n <= TileComparison::TileSize; ++n) {
-        const cv::Mat y = squared(smoothing, n);
-        cv::Mat excess, norm; // eigenvalues, the largest first
-        cv::eigen(squared(window, n) - y, excess);
-        cv::eigen(y, norm);
-        const double delta = excess.at<double>(0);
-        QVERIFY(2 * delta * norm.at<double>(0) + delta * delta < TileComparison::SmoothingExcess);
-    }
-}
 
 void TileComparisonTest::decidesAsThePlainFormula_data()
 {
