@@ -114,8 +114,10 @@ void RecorderSettings::setAudioChannelCount(int newVal)
 void RecorderSettings::setSelectedSlideSource(const SlidesSourceInfo& newVal)
 {
     // Also when the operator confirms what the default rule has put in.
-    if (newVal.enabled())
+    if (newVal.enabled()) {
         setSlideSourceProblem({});
+        m_slideSourceChosen = true;
+    }
     assignSlideSource(newVal);
 }
 
@@ -151,7 +153,7 @@ void RecorderSettings::save()
     settings.setValue(PointerRecordingEnabledKey, m_pointerRecordingEnabled);
     settings.setValue(AudioChannelCountKey, m_audioChannelCount);
     // Until the first list of each kind is there, its stored choice has not been applied yet.
-    if (m_slideSourcesLoaded)
+    if (isSlideSourceSettled())
         settings.setValue(SelectedSlideSourceKey, m_selectedSlideSource.id());
     if (m_audioInputsLoaded)
         settings.setValue(SelectedAudioInputKey, m_selectedAudioInput.id());
@@ -193,7 +195,7 @@ void RecorderSettings::applySlideSources(const QList<SlidesSourceInfo>& sources,
         qDebug() << "[RecorderSettings]"
                  << "available cameras changed";
         emit property_availableSlideSourcesChanged();
-        if (m_slideSourcesLoaded && !m_availableSlideSources.contains(m_selectedSlideSource)) {
+        if (isSlideSourceSettled() && !m_availableSlideSources.contains(m_selectedSlideSource)) {
             // Recording something else than the operator chose must not happen unnoticed.
             if (m_selectedSlideSource.isValid())
                 setSlideSourceProblem(tr("The slide source \"%1\" is no longer there. Connect it "
@@ -203,13 +205,17 @@ void RecorderSettings::applySlideSources(const QList<SlidesSourceInfo>& sources,
             selectDefaultSlideSource();
         }
     }
-    if (!m_slideSourcesLoaded && complete) {
-        m_slideSourcesLoaded = true;
+    // Until all kinds are there, what is stored may still come: then it takes the place of what
+    // was put in meanwhile, but not of what the operator has chosen meanwhile.
+    if (!isSlideSourceSettled() && (!same || complete))
         loadSelectedSlideSourceSettings();
-    } else if (!m_slideSourcesLoaded) {
-        // Something to record with until the devices have answered; not what is stored.
-        selectDefaultSlideSource();
-    }
+    m_slideSourcesLoaded |= complete;
+}
+
+/// Whether the selection is more than something to record with for the time being.
+bool RecorderSettings::isSlideSourceSettled() const
+{
+    return m_slideSourcesLoaded || m_slideSourceChosen;
 }
 
 void RecorderSettings::loadSelectedSlideSourceSettings()

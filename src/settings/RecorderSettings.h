@@ -92,6 +92,7 @@ private:
     void assignSlideSource(const SlidesSourceInfo& source);
     void setSlideSourceProblem(const QString& problem);
     void loadSelectedSlideSourceSettings();
+    [[nodiscard]] bool isSlideSourceSettled() const;
     void loadSelectedAudioInputSettings();
 
     QList<SlidesSourceInfo> m_availableSlideSources;
@@ -107,6 +108,7 @@ private:
     SlideSourceLister m_slideSourceLister;
     QTimer m_saveTimer;
     QTimer m_refreshTimer;
-    bool m_slideSourcesLoaded = false;
+    bool m_slideSourcesLoaded = false; ///< the stored choice has been looked for in all kinds
+    bool m_slideSourceChosen = false; ///< by the operator, in this run
     bool m_audioInputsLoaded = false;
 };

@@ -2,75 +2,104 @@
 
 #include <QDebug>
 
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
 #include <thread>
+#include <utility>
 
 using std::chrono::milliseconds;
 
 namespace {
 
-// Long enough for a listing that works; the end of the program waits no longer for one that hangs.
+// Long enough for listings that work; the end of the program waits no longer for one that hangs.
 constexpr milliseconds EndTimeout(200);
 
 } // namespace
 
-/// What the lister and its thread share; the last of them destroys it.
+/// What the lister and the thread of one kind share; the last of them destroys it.
 struct SlideSourceLister::Shared
 {
     std::mutex mutex;
     std::condition_variable changed;
     SlideSourceLister* owner = nullptr; // null once it is gone
+    std::size_t kind = 0;
     bool requested = false; // until the listing has been handed over
     bool finished = false;
     Enumeration enumeration;
 };
 
-SlideSourceLister::Enumeration& SlideSourceLister::enumeration()
+QList<SlideSourceLister::Enumeration>& SlideSourceLister::enumerations()
 {
-    static Enumeration enumeration = &SlidesSourceInfo::availableSlideSources;
-    return enumeration;
+    static QList<Enumeration> enumerations{ &SlidesSourceInfo::availableSlideSourcesGeneral,
+        [] {
+            return SlidesSourceInfo::availableSlideSourcesWindowsDirectShow()
+                + SlidesSourceInfo::availableSlideSourcesV4L2();
+        },
+        &SlidesSourceInfo::availableSlideSourcesNDI };
+    return enumerations;
 }
 
-SlideSourceLister::SlideSourceLister()
-{
-    m_slowTimer.setSingleShot(true);
-    m_slowTimer.setInterval(SlowListingMs);
-    connect(&m_slowTimer, &QTimer::timeout, this, &SlideSourceLister::reportSlowListing);
-}
+SlideSourceLister::SlideSourceLister() = default;
 
 SlideSourceLister::~SlideSourceLister()
 {
-    if (!m_shared)
-        return;
-    std::unique_lock lock(m_shared->mutex);
-    m_shared->owner = nullptr;
-    m_shared->changed.notify_all();
-    m_shared->changed.wait_for(lock, EndTimeout, [this] { return m_shared->finished; });
+    const auto deadline = std::chrono::steady_clock::now() + EndTimeout;
+    for (const Kind& kind : m_kinds) {
+        if (!kind.shared)
+            continue;
+        const std::lock_guard lock(kind.shared->mutex);
+        kind.shared->owner = nullptr;
+        kind.shared->changed.notify_all();
+    }
+    for (const Kind& kind : m_kinds) {
+        if (!kind.shared)
+            continue;
+        std::unique_lock lock(kind.shared->mutex);
+        kind.shared->changed.wait_until(lock, deadline, [&kind] { return kind.shared->finished; });
+    }
+}
+
+void SlideSourceLister::startThreads()
+{
+    for (const Enumeration& enumeration : enumerations()) {
+        auto shared = std::make_shared<Shared>();
+        shared->owner = this;
+        shared->kind = m_kinds.size();
+        shared->enumeration = enumeration;
+        Kind kind;
+        try {
+            std::thread(serve, shared).detach();
+            kind.shared = shared;
+        } catch (const std::exception& error) {
+            qWarning() << "[SlideSourceLister]"
+                       << "starting a thread failed" << error.what();
+            kind.listedOnce = true; // nothing of this kind
+        }
+        m_kinds.push_back(kind);
+    }
 }
 
 void SlideSourceLister::request()
 {
-    if (!m_shared) {
-        auto shared = std::make_shared<Shared>();
-        shared->owner = this;
-        shared->enumeration = enumeration();
-        try {
-            std::thread(serve, shared).detach();
-        } catch (const std::exception& error) {
+    if (m_kinds.empty())
+        startThreads();
+    for (Kind& kind : m_kinds) {
+        if (!kind.shared)
+            continue;
+        if (!kind.listing.isValid()) {
+            kind.listing.start();
+            const std::lock_guard lock(kind.shared->mutex);
+            kind.shared->requested = true;
+            kind.shared->changed.notify_all();
+        } else if (kind.listing.hasExpired(SlowListingMs) && !std::exchange(kind.slow, true)) {
             qWarning() << "[SlideSourceLister]"
-                       << "starting a thread failed" << error.what();
-            return;
+                       << "listing slide sources takes long: a driver does not answer";
+            m_partial = true;
+            emitListed();
         }
-        m_shared = shared;
     }
-    const std::lock_guard lock(m_shared->mutex);
-    if (m_shared->requested)
-        return;
-    m_shared->requested = true;
-    m_shared->changed.notify_all();
-    m_slowTimer.start();
 }
 
 void SlideSourceLister::serve(const std::shared_ptr<Shared>& shared)
@@ -80,32 +109,40 @@ void SlideSourceLister::serve(const std::shared_ptr<Shared>& shared)
         shared->changed.wait(lock, [&] { return shared->requested || !shared->owner; });
         if (!shared->owner)
             break;
+        shared->requested = false;
         lock.unlock();
         const QList<SlidesSourceInfo> sources = shared->enumeration();
         lock.lock();
         if (!shared->owner)
             break;
-        shared->requested = false;
         // Under the lock: the owner cannot go between the test and the call.
         SlideSourceLister* owner = shared->owner;
         QMetaObject::invokeMethod(
-            owner, [owner, sources] { owner->deliver(sources); }, Qt::QueuedConnection);
+            owner, [owner, kind = shared->kind, sources] { owner->deliver(kind, sources); },
+            Qt::QueuedConnection);
     }
     shared->finished = true;
     shared->changed.notify_all();
 }
 
-void SlideSourceLister::deliver(const QList<SlidesSourceInfo>& sources)
+void SlideSourceLister::deliver(std::size_t kind, const QList<SlidesSourceInfo>& sources)
 {
-    m_slowTimer.stop();
-    m_listedOnce = true;
-    emit listed(sources, true);
+    Kind& listed = m_kinds.at(kind);
+    listed.sources = sources;
+    listed.listedOnce = true;
+    listed.listing.invalidate();
+    listed.slow = false;
+    emitListed();
 }
 
-void SlideSourceLister::reportSlowListing()
+void SlideSourceLister::emitListed()
 {
-    qWarning() << "[SlideSourceLister]"
-               << "listing the slide sources takes long: a driver does not answer";
-    if (!m_listedOnce)
-        emit listed(SlidesSourceInfo::availableSlideSourcesGeneral(), false);
+    const bool complete = std::all_of(
+        m_kinds.begin(), m_kinds.end(), [](const Kind& kind) { return kind.listedOnce; });
+    if (!complete && !m_partial)
+        return;
+    QList<SlidesSourceInfo> sources;
+    for (const Kind& kind : m_kinds)
+        sources += kind.sources;
+    emit listed(sources, complete);
 }
