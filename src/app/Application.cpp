@@ -3,6 +3,7 @@
 #include "app/Desktop.h"
 #include "app/Logging.h"
 #include "app/WorkDirectory.h"
+#include "recording/Presentation.h"
 #include "settings/LiveStreamSettings.h"
 #include "settings/LoginSettings.h"
 #include "settings/NetworkSettings.h"
@@ -72,7 +73,9 @@ void Application::run()
 
     connectRecorder();
     connectWindow();
+    connectDisk();
     connectQuit();
+    m_mainWindow->reloadPresentations();
 }
 
 void Application::initializeWorkDir()
@@ -182,6 +185,32 @@ void Application::connectWindow()
     connect(webApi, &WebApi::loginFailed, m_mainWindow, &MainWindow::loginFailed);
     connect(webApi, &WebApi::loginSuccessful, m_mainWindow, &MainWindow::loginSuccessful);
     connect(m_mainWindow, &MainWindow::login, webApi, &WebApi::login);
+}
+
+void Application::connectDisk()
+{
+    connect(&m_diskMonitor, &DiskMonitor::minutesLeftChanged, m_mainWindow,
+        &MainWindow::setDiskMinutesLeft);
+    connect(&m_diskMonitor, &DiskMonitor::levelChanged, m_mainWindow, &MainWindow::setDiskLevel);
+    connect(&m_diskMonitor, &DiskMonitor::levelChanged, this, [this](DiskMonitor::Level level) {
+        if (level != DiskMonitor::Exhausted
+            || (m_recorder.state() != Recorder::Started
+                && m_recorder.state() != Recorder::Starting))
+            return;
+        // Said when the recording has ended: until then the window would forget it.
+        m_errorsAtEnd.append(
+            tr("The recording was stopped because the disk is full: less than 50 MB are free in "
+               "%1. What was recorded is complete. Delete or move files until at least 500 MB are "
+               "free, then start a new recording.")
+                .arg(QDir::toNativeSeparators(workDir())));
+        m_mainWindow->qml_stopRecording();
+    });
+    connect(&m_recorder, &Recorder::presentationCreated, &m_diskMonitor,
+        [this](const Presentation* presentation) {
+            m_diskMonitor.recordingStarted(presentation->dir());
+        });
+    connect(&m_recorder, &Recorder::stopped, &m_diskMonitor, &DiskMonitor::recordingStopped);
+    m_diskMonitor.watch(workDir());
 }
 
 void Application::connectQuit()

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "app/SystemHold.h"
+#include "recording/DiskMonitor.h"
 #include "recording/Recorder.h"
 
 #include <QObject>
@@ -43,6 +44,7 @@ private:
 
     void connectRecorder();
     void connectWindow();
+    void connectDisk();
     void connectQuit();
 
     void start(bool liveStream, bool connectToExistingLiveStream, const QString& presentationId);
@@ -53,6 +55,7 @@ private:
     MainWindow* m_mainWindow = nullptr; ///< child object
     Recorder m_recorder;
     SystemHold m_systemHold;
+    DiskMonitor m_diskMonitor;
 
     // What the words for a start that failed depend on.
     bool m_recorderStarted = false;

@@ -1,5 +1,6 @@
 #include "processing/SlideSaver.h"
 #include "processing/PngEncoder.h"
+#include "recording/DiskAccess.h"
 
 #include <QDebug>
 #include <QElapsedTimer>
@@ -11,6 +12,10 @@
 using namespace Qt::StringLiterals;
 
 namespace {
+
+// Slides come once a second at most, so the disk is this many seconds late. A pause of a drive that
+// wakes up is shorter.
+constexpr qsizetype ManyWaiting = 5;
 
 // Returns what went wrong, for the log; empty: nothing.
 QString writePng(const QByteArray& png, const QString& path)
@@ -43,8 +48,18 @@ SlideSaver::~SlideSaver()
 
 void SlideSaver::addSlides(qint64 time, const QList<SlideImage>& slides)
 {
-    if (!m_queue.push({ time, slides }))
+    if (!m_queue.push({ time, slides })) {
         deleteMatrices(slides);
+        return;
+    }
+    // Said here, because a disk that hangs keeps the worker from saying anything.
+    const qsizetype waiting = m_queue.size();
+    if (waiting >= ManyWaiting && !m_waitingTold.exchange(true))
+        emit slidesWaiting(
+            tr("The disk is too slow: %1 slides wait in memory to be written. None is lost as long "
+               "as the recorder runs; freeze the slides for a while, and use a faster disk for the "
+               "next recording.")
+                .arg(waiting));
 }
 
 void SlideSaver::requestStop()
@@ -58,6 +73,8 @@ void SlideSaver::run()
     qsizetype remaining = 0;
     while (const auto slide = m_queue.pop(&remaining)) {
         qDebug() << "[SlideSaver]" << remaining << "slides in queue";
+        if (remaining == 0)
+            m_waitingTold = false;
         saveSlides(slide->time, slide->slides);
     }
     emit stopped();
@@ -128,8 +145,13 @@ bool SlideSaver::appendTimestamp(qint64 number, qint64 time) const
     const qint64 sizeBefore = file.size();
     const QByteArray line = QByteArray::number(number) + ' ' + QByteArray::number(time) + '\n';
     // Buffered and flushed, so that the line reaches the file in one piece and a full disk shows.
-    if (file.write(line) == line.size() && file.flush())
+    if (file.write(line) == line.size() && file.flush()) {
+        // The pictures' bytes are on the disk already, their names and this line now, too: should
+        // the power fail, the slide is there.
+        DiskAccess::syncToDisk(file.fileName());
+        DiskAccess::syncToDisk(m_directory.absolutePath());
         return true;
+    }
     qWarning() << "[SlideSaver]"
                << "writing" << file.fileName() << "failed" << file.errorString();
     // Half a line would swallow the next one.

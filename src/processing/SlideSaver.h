@@ -46,6 +46,9 @@ signals:
     /// After slideSavingError(): a slide was written completely again. Whoever shows the first
     /// error of a row only can start anew.
     void slideSavingRecovered();
+    /// The disk does not keep up: slides wait in memory. In words for the operator; again only after
+    /// all of them were written. Emitted on the thread that adds slides.
+    void slidesWaiting(const QString& message);
     /// Also after a failure: the slide keeps its number and its line.
     void slideSaved(int screen, qint64 time, const QString& name, const QString& pngFilePath);
     void slidesSaved(const QList<SlideSaver::SavedSlide>& savedSlides);
@@ -70,6 +73,7 @@ private:
     void reportError(const QString& message);
 
     std::atomic<qint64> m_savedSlideCount = 0;
+    std::atomic<bool> m_waitingTold = false;
     BlockingQueue<SlidesToSave> m_queue;
     const QDir m_directory;
     bool m_slideFailed = false; ///< the slide being written; worker thread only

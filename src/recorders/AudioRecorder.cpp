@@ -125,6 +125,7 @@ void AudioRecorder::openSource()
     const QAudioDevice device = m_input.audioDevice();
     const QAudioFormat format = chooseFormat(device);
     WavFileHeader(format).writeHeader(&m_file);
+    m_file.flush(); // whatever happens now, the file says what it is
 
     QAudio::Error error = QAudio::OpenError;
     // Asked first because a backend may wait for ever for a device that has just been unplugged.
@@ -232,10 +233,12 @@ bool AudioRecorder::inputIsConnected() const
     return AudioInputInfo::availableAudioInputs().contains(m_input);
 }
 
-/// Called once a second while there is a source: notices that the bytes have stopped, or that they
+/// Called once a second while there is a source: brings the bytes to the file, and notices that the bytes have stopped, or that they
 /// can only come from another input, to which the system has moved us.
 void AudioRecorder::checkFlow()
 {
+    // At low rates the file's buffer holds seconds, which would be lost with the process.
+    m_file.flush();
     // The open file's own size is cached; ask the disk.
     const qint64 size = QFileInfo(m_file.fileName()).size();
     m_stillChecks = size > m_knownSize ? 0 : m_stillChecks + 1;

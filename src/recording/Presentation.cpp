@@ -1,5 +1,7 @@
 #include "recording/Presentation.h"
 
+#include "recording/PresentationRecovery.h"
+
 #include <QCoreApplication>
 #include <QDebug>
 #include <QDirIterator>
@@ -200,6 +202,7 @@ Presentation* Presentation::load(const QDir& dir)
             slideCount += countNonEmptyLines(file);
     }
     presentation->setSlideCount(slideCount);
+    presentation->m_recovered = PresentationRecovery::isMarked(dir);
     return presentation.release();
 }
 

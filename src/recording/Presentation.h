@@ -26,6 +26,7 @@ class Presentation : public QObject
     Q_PROPERTY(
         QDateTime recordedAt READ recordedAt WRITE setRecordedAt NOTIFY property_recordedAtChanged)
     Q_PROPERTY(int slideCount READ slideCount WRITE setSlideCount NOTIFY property_slideCountChanged)
+    Q_PROPERTY(bool recovered READ isRecovered CONSTANT)
 
 public:
     explicit Presentation(const QDir& dir);
@@ -37,6 +38,9 @@ public:
     [[nodiscard]] QString title() const { return m_title; }
     [[nodiscard]] QDateTime recordedAt() const { return m_recordedAt; } ///< local time
     [[nodiscard]] int slideCount() const { return m_slideCount; }
+
+    /// Found by load(): the recording was cut off and repaired later.
+    [[nodiscard]] bool isRecovered() const { return m_recovered; }
 
     void setLiveStream(bool isLiveStream);
     void setLivestreamPresentationId(const QString& id);
@@ -79,5 +83,6 @@ private:
     QString m_title;
     QDateTime m_recordedAt;
     int m_slideCount = 0;
+    bool m_recovered = false;
     QElapsedTimer m_recordingTimer;
 };

@@ -2,12 +2,15 @@
 
 #include "BuildConfig.h"
 #include "recording/Presentation.h"
+#include "recording/RecordingKeeper.h"
 #include "settings/LiveStreamSettings.h"
 #include "settings/RecorderSettings.h"
 #include "web/WebApi.h"
 
 #include <QRandomGenerator>
 #include <QTimer>
+
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -100,6 +103,8 @@ void Recorder::requestStart(
     // Others may still hold it when the recording has ended, so it goes with this object.
     m_presentation->setParent(this);
     m_recordingErrors.clear();
+    m_keeper = new RecordingKeeper(m_presentation->dir(), this);
+    m_keeper->start(QThread::InheritPriority);
     emit presentationCreated(m_presentation);
     m_slideRecorder.requestStart(m_presentation);
 
@@ -230,6 +235,7 @@ void Recorder::stop()
     // A recording that ended by itself has not come through requestStop().
     m_vMixApiPoller.stop();
     m_pingTimer.stop();
+    std::exchange(m_keeper, nullptr)->retire();
     m_presentation = nullptr;
     m_recordingStart = QDateTime();
     m_recordingErrors.clear();

@@ -16,6 +16,7 @@
 #include <QVariant>
 
 class Presentation;
+class RecordingKeeper;
 
 /// Runs one recording at a time: makes its presentation, starts the recorders in the order that
 /// gives them one time origin, and reports the end when every one of them has stopped.
@@ -112,6 +113,8 @@ private:
     State m_state = Stopped;
     /// The recording's presentation while it runs. Earlier ones stay this object's children.
     Presentation* m_presentation = nullptr;
+    /// Our child: it goes after the recorders below, whose last bytes it takes to the disk.
+    RecordingKeeper* m_keeper = nullptr;
     SlideRecorder m_slideRecorder;
     AudioRecorder m_audioRecorder;
     MouseRecorder m_mouseRecorder;

@@ -192,6 +192,7 @@ void SlideRecorder::connectPipeline()
         });
 
     connect(m_slideSaver, &SlideSaver::slideSavingError, this, &SlideRecorder::reportSavingError);
+    connect(m_slideSaver, &SlideSaver::slidesWaiting, this, &SlideRecorder::recordingError);
     connect(m_slideSaver, &SlideSaver::stopped, this, &SlideRecorder::slideSaverStopped);
     connect(m_slideSaver, &SlideSaver::savedSlideCountChanged, this,
         &SlideRecorder::slidesSavedChanged);

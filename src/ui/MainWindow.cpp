@@ -21,6 +21,8 @@
 #include <QScreen>
 #include <QUrl>
 
+#include <utility>
+
 using namespace Qt::StringLiterals;
 
 // The screens lie in a static library, whose resources nothing else would link in. The macro wants
@@ -48,6 +50,9 @@ MainWindow::MainWindow(QObject* parent)
     m_presentationProxy.setSortRole(PresentationModel::TitleRole);
     m_presentationProxy.sort(0, Qt::DescendingOrder);
     connect(&m_presentationModel, &PresentationModel::rowsInserted, this, &MainWindow::watchTitles);
+
+    connect(&m_presentationModel, &PresentationModel::presentationRecovered, this,
+        &MainWindow::tellRecovery);
 
     m_durationTimer.setInterval(DurationIntervalMs);
 }
@@ -111,7 +116,10 @@ QString MainWindow::durationString(qint64 milliseconds)
 
 bool MainWindow::refuseStart()
 {
-    const QString problem = RecorderSettings::instance()->slideSourceProblem();
+    const QString problem = m_diskExhausted
+        ? tr("The recording was not started: the disk is full. Delete or move files until at least "
+             "500 MB are free, then try again.")
+        : RecorderSettings::instance()->slideSourceProblem();
     if (!problem.isEmpty())
         emit errorMessage(problem);
     return !problem.isEmpty();
@@ -381,6 +389,32 @@ void MainWindow::setMousePositionY(qint64 y)
 void MainWindow::reloadPresentations()
 {
     m_presentationModel.reload();
+}
+
+void MainWindow::setDiskMinutesLeft(int minutes)
+{
+    if (std::exchange(m_diskMinutesLeft, minutes) != minutes)
+        emit diskChanged();
+}
+
+void MainWindow::setDiskLevel(DiskMonitor::Level level)
+{
+    m_diskExhausted = level == DiskMonitor::Exhausted;
+    const bool low = m_diskExhausted || level == DiskMonitor::Low;
+    if (std::exchange(m_diskLow, low) != low)
+        emit diskChanged();
+}
+
+void MainWindow::tellRecovery(const QString& title, bool repaired)
+{
+    emit errorMessage(repaired
+            ? tr("\"%1\" was cut off: the recorder or the computer ended in the middle of it. It "
+                 "has "
+                 "been repaired; at most its last two seconds are missing.")
+                  .arg(title)
+            : tr("\"%1\" was cut off and could not be repaired. Check that you may write to its "
+                 "folder and that the disk is not full, then start the recorder again.")
+                  .arg(title));
 }
 
 void MainWindow::showStartFailed(const QString& message)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "recording/DiskMonitor.h"
 #include "ui/PresentationModel.h"
 
 #include <QElapsedTimer>
@@ -63,6 +64,8 @@ class MainWindow : public QObject
             mousePositionYChanged)
     Q_PROPERTY(bool mouseListenerEnabled READ mouseListenerEnabled NOTIFY never)
     Q_PROPERTY(bool screenRecordingEnabled READ screenRecordingEnabled NOTIFY never)
+    Q_PROPERTY(int diskMinutesLeft MEMBER m_diskMinutesLeft NOTIFY diskChanged)
+    Q_PROPERTY(bool diskLow MEMBER m_diskLow NOTIFY diskChanged)
     Q_PROPERTY(bool quitting MEMBER m_quitting NOTIFY quittingChanged)
     Q_PROPERTY(QList<QImage> standInFrames MEMBER m_standInFrames NOTIFY standInFramesChanged)
     Q_PROPERTY(
@@ -148,6 +151,7 @@ signals:
     void quittingChanged();
     void standInFramesChanged();
     void property_leftOutOfCaptureChanged();
+    void diskChanged();
 
 public slots:
     void setLoading(bool isLoading);
@@ -173,6 +177,10 @@ public slots:
     void setMousePositionX(qint64 x);
     void setMousePositionY(qint64 y);
     void reloadPresentations();
+    /// Minutes for which the disk lasts; -1 when unknown.
+    void setDiskMinutesLeft(int minutes);
+    /// With an exhausted disk no recording is started.
+    void setDiskLevel(DiskMonitor::Level level);
     /// A requested start came to nothing: tells the operator why and returns to idle.
     void showStartFailed(const QString& message);
     /// Shows that the program is ending; the preview is not started again.
@@ -190,6 +198,7 @@ private:
     void restartPreview();
     void grabStandIn();
     void setStandIn(const QList<QImage>& frames, const QVariantList& resolutions);
+    void tellRecovery(const QString& title, bool repaired);
     void watchTitles(const QModelIndex& parent, int first, int last);
 
     QQmlApplicationEngine m_engine;
@@ -217,6 +226,9 @@ private:
     QString m_lastSlideInfoWebErrorString;
     qint64 m_mousePositionX = 0;
     qint64 m_mousePositionY = 0;
+    int m_diskMinutesLeft = -1;
+    bool m_diskLow = false;
+    bool m_diskExhausted = false;
     bool m_quitting = false;
     bool m_leftOutOfCapture = false;
     /// Pictures of the screens from when a start was requested; until the first slide is there.

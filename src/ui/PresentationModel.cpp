@@ -116,6 +116,14 @@ void PresentationModel::reload()
             if (!m_insertTimer.isActive())
                 m_insertTimer.start();
         });
+    connect(loader, &PresentationModelLoader::recovered, this,
+        [this](const QString& directory, const QString& title, bool repaired) {
+            if (!repaired && m_toldUnrepaired.contains(directory))
+                return;
+            if (!repaired)
+                m_toldUnrepaired.insert(directory);
+            emit presentationRecovered(title, repaired);
+        });
     connect(loader, &QThread::finished, loader, &QObject::deleteLater);
     QTimer::singleShot(0, loader, &PresentationModelLoader::startLoader);
 }

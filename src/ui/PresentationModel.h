@@ -3,13 +3,15 @@
 #include <QAbstractItemModel>
 #include <QList>
 #include <QPointer>
+#include <QSet>
 #include <QTimer>
 
 class Presentation;
 class PresentationModelLoader;
 
 /// The recordings in the work directory, in the order in which they were found; sorting is left to
-/// a proxy. Fills itself in the background. GUI thread; owns its presentations.
+/// a proxy. Fills itself in the background, where recordings that were cut off are repaired first.
+/// GUI thread; owns its presentations.
 class PresentationModel : public QAbstractItemModel
 {
     Q_OBJECT
@@ -43,6 +45,10 @@ public slots:
     /// For Presentation::property_titleChanged: announces the new title of the sender's row.
     void onPresentationTitleChanged(const QString& title);
 
+signals:
+    /// The recording @p title was found cut off, and repaired or not. Told once for each.
+    void presentationRecovered(const QString& title, bool repaired);
+
 private:
     void stopLoader();
     void insertArrived();
@@ -53,4 +59,5 @@ private:
     QList<Presentation*> m_arrived;
     QTimer m_insertTimer;
     QPointer<PresentationModelLoader> m_loader;
+    QSet<QString> m_toldUnrepaired; ///< directories
 };

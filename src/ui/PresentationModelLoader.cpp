@@ -1,6 +1,7 @@
 #include "ui/PresentationModelLoader.h"
 
 #include "recording/Presentation.h"
+#include "recording/PresentationRecovery.h"
 
 PresentationModelLoader::PresentationModelLoader(const QDir& dir, QObject* parent)
     : QThread(parent)
@@ -20,9 +21,14 @@ void PresentationModelLoader::run()
     for (const QString& name : names) {
         if (isInterruptionRequested())
             return;
-        Presentation* presentation = Presentation::load(QDir(m_dir.absoluteFilePath(name)));
+        const QDir dir(m_dir.absoluteFilePath(name));
+        const PresentationRecovery::Result result = PresentationRecovery::recover(dir);
+        Presentation* presentation = Presentation::load(dir);
         if (!presentation)
             continue;
+        if (result != PresentationRecovery::Untouched)
+            emit recovered(dir.absolutePath(), presentation->title(),
+                result == PresentationRecovery::Recovered);
         // Only the owning thread may move an object, so it happens here and not at the receiver.
         presentation->moveToThread(thread());
         emit loadedPresentation(presentation);

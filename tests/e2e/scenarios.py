@@ -19,6 +19,8 @@ import time
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "tools" / "demo"))
 from check_presentation import numbers  # noqa: E402
 from driver import STOP, WINDOW, Failure, Helpers, Recorder, run, wait_for  # noqa: E402
+import disk  # noqa: E402
+from driver import RECORD, Failure, Helpers, Recorder, run, wait_for  # noqa: E402
 
 
 def expect(condition, complaint):
@@ -39,7 +41,7 @@ def snapshots(presentation):
     return found
 
 
-def expect_complete(presentation, seconds=0):
+def expect_complete(presentation, seconds=0, without=()):
     """Every file is closed well and can be read by programs that know nothing of the recorder."""
     length = float(run("soxi", "-D", presentation / "audio.wav"))
     header = (presentation / "audio.wav").read_bytes()[40:44]
@@ -48,7 +50,9 @@ def expect_complete(presentation, seconds=0):
     expect(length >= seconds, f"audio.wav lasts only {length} s of {seconds} s")
     run("xmllint", "--noout", presentation / "presentation.xml")
     for number, _ in slides(presentation):
-        run("pngcheck", "-q", presentation / f"0-{number:04}.png")
+        expect((presentation / f"0-{number:04}.png").exists() != (number in without),
+               f"slide {number} is there, or is not")
+    run("pngcheck", "-q", *presentation.glob("*.png"))
     expect(len(slides(presentation)) >= 1, "there is no slide")
     snapshots(presentation)
 
@@ -245,22 +249,89 @@ def removed(helpers, recorder, options):
     expect_complete(presentation, 1.5)
 
 
-def full(helpers, recorder, options):
-    """The disk becomes full: said once, and what was written before can be read."""
-    presentation = recorder.start_recording()
-    time.sleep(1.5)
-    for number in range(5):
-        helpers.slide(f"show {picture(helpers, f'noise{number}', 'xc:gray', '+noise', 'random')}")
-        time.sleep(1.5)
-    helpers.slide("hide")
-    expect(shutil.disk_usage(presentation).free < 1 << 20, "the disk did not become full")
-    recorder.stop_recording()
+def told_once(recorder, words):
+    """Once; what comes during a stop is said again after it, when the window has been cleared."""
     told = recorder.told()
-    expect(told and len(set(told)) == len(told), f"told the operator: {told}")
+    expect(max(map(told.count, told), default=0) <= 2, f"told the operator: {told}")
+    expect(any(words in message for message in told), f'told the operator not "{words}", but {told}')
+
+
+def warned(recorder):
+    """Whether there is a red bar at the top of the window."""
+    x, y, width, _ = recorder.geometry()
+    colour = run("import", "-window", "root", "-crop", f"1x1+{x + width - 3}+{y + 3}", "-depth", 8,
+                 "-format", "%[hex:p{0,0}]", "info:")
+    return int(colour[:2], 16) > 0x80 > int(colour[2:4], 16)
+
+
+def nearly_full(helpers, recorder, options):
+    """The disk fills up during a recording: a warning in time, then a clean end; no new start."""
+    expect(not warned(recorder), "warned of a disk with room")
+    presentation = recorder.start_recording()
+    expect(not warned(recorder), "warned of a disk with room")
+    disk.fill(recorder.work_dir, 400_000_000)
+    wait_for("the warning", lambda: warned(recorder))
+    time.sleep(1)
+    expect(not recorder.told(), f"told the operator: {recorder.told()}")
+    disk.fill(recorder.work_dir, 40_000_000)
+    filled = time.monotonic()
+    wait_for("the end of the recording", lambda: recorder.look(RECORD))
+    stopped_after = time.monotonic() - filled
+    told_once(recorder, "stopped because the disk is full")
+    expect_complete(presentation, 2)
+    recorder.pointer.click(*recorder.look(RECORD)[0])
+    wait_for("the refusal", lambda: "not started: the disk is full" in recorder.told()[-1])
+    expect(len(recorder.presentations()) == 1, "a recording was started on a full disk")
+    (recorder.work_dir / "something else").unlink()
+    wait_for("no warning", lambda: not warned(recorder))
+    recorder.pointer.move(0, 0)
+    presentation = recorder.start_recording()
+    recorder.stop_recording()
     recorder.close()
-    run("xmllint", "--noout", presentation / "presentation.xml")
-    run("pngcheck", "-q", presentation / "0-0001.png")
-    expect(float(run("soxi", "-D", presentation / "audio.wav")) > 1, "audio.wav cannot be read")
+    expect_complete(presentation)
+    print(f"stopped {stopped_after:.1f} s after the disk was full")
+
+
+def beside(helpers, recorder, options):
+    """Another recorder starts on the same directory: it does not repair what is being recorded."""
+    presentation = recorder.start_recording()
+    log = helpers.directory / "beside.log"
+    runtime = helpers.directory / "runtime"
+    runtime.mkdir(0o700)
+    other = helpers.start(options.recorder, stdout=log.open("w"), stderr=subprocess.STDOUT,
+                          env={**os.environ, "XDG_RUNTIME_DIR": str(runtime),
+                               "PODIUMCAST_WORK_DIR": str(recorder.work_dir)})
+    wait_for("the other's list", lambda: "[Presentation] loaded presentation" in log.read_text())
+    time.sleep(1)
+    other.terminate()
+    other.wait()
+    expect(not (presentation / ".recovered").exists(), "it was taken for dead")
+    expect((presentation / "audio.wav").read_bytes()[40:44] == bytes(4), "its sound was touched")
+    expect((presentation / ".recording").exists(), "its lock was removed")
+    recorder.stop_recording()
+    recorder.close()
+    expect_complete(presentation, 1)
+    expect(not list(presentation.glob(".*")), f"left behind: {list(presentation.glob('.*'))}")
+
+
+def full(helpers, recorder, options):
+    """The disk is full from one moment to the next, in the middle of a slide and of the sound."""
+    noise = picture(helpers, "noise", "xc:gray", "+noise", "random")
+    presentation = recorder.start_recording()
+    time.sleep(2)
+    begun = recorder.output().count("slides in queue")
+    helpers.slide(f"show {noise}")
+    wait_for("the slide", lambda: recorder.output().count("slides in queue") > begun)
+    disk.fill(recorder.work_dir, 1 << 20)  # while it is being encoded: room for a part of it
+    wait_for("the failure", lambda: recorder.told())
+    disk.fill(recorder.work_dir, 30_000)
+    helpers.slide("hide")
+    wait_for("the end of the recording", lambda: recorder.look(RECORD), 20)
+    told_once(recorder, "in PNG format failed.")
+    told_once(recorder, "stopped because the disk is full")
+    recorder.close()
+    failed = {int(number) for number in re.findall(r"Saving slide 0-(\d+)", str(recorder.told()))}
+    expect_complete(presentation, 1, failed)
 
 
 def windows():
@@ -308,8 +379,8 @@ def again(helpers, recorder, options):
 
 def main():
     scenarios = {each.__name__: each
-                 for each in (idle, still, monitors, terminate, close, removed, full, again,
-                               logout, wine)}
+                 for each in (idle, still, monitors, terminate, close, removed, full, nearly_full,
+                              beside, again, logout, wine)}
     parser = argparse.ArgumentParser()
     parser.add_argument("scenario", choices=scenarios)
     parser.add_argument("--recorder", required=True)
@@ -320,24 +391,18 @@ def main():
     parser.add_argument("--path-prefix", default="", help="how the recorder sees /, e.g. Z:")
     options = parser.parse_args()
     os.umask(0o022)  # the program's own is what counts
+    if options.scenario in ("full", "nearly_full"):
+        disk.enter_namespace()
     with Helpers(options.player) as helpers:
         work_dir = helpers.directory / "presentations"
         if options.scenario == "monitors":
             prepare_monitors(helpers)
-        if options.scenario == "full":
-            work_dir.mkdir()
-            mounted = subprocess.run(["mount", "-t", "tmpfs", "-o", "size=8m", "none", work_dir])
-            if mounted.returncode != 0:
-                print("SKIPPED: a small file system cannot be mounted here")
-                sys.exit(77)
-        try:
-            command = [*options.launcher.split(), options.recorder]
-            environment = start_session(helpers) if options.scenario == "logout" else {}
-            with Recorder(command, work_dir, options.path_prefix, **environment) as recorder:
-                scenarios[options.scenario](helpers, recorder, options)
-        finally:
-            if options.scenario == "full":
-                run("umount", "-l", work_dir)
+        if options.scenario in ("full", "nearly_full"):
+            disk.mount(work_dir, 80 if options.scenario == "full" else 600)
+        command = [*options.launcher.split(), options.recorder]
+        environment = start_session(helpers) if options.scenario == "logout" else {}
+        with Recorder(command, work_dir, options.path_prefix, **environment) as recorder:
+            scenarios[options.scenario](helpers, recorder, options)
 
 
 if __name__ == "__main__":

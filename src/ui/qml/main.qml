@@ -68,6 +68,12 @@ Window {
             visible: !mainWindow.mouseListenerEnabled
             width: bars.width
         }
+        WarningBar {
+            objectName: "diskWarning"
+            text: qsTr("<b>The disk is almost full.</b><br>Delete or move files that you no longer need, until at least 500 MB are free. Below 50 MB the recording stops by itself, and what was recorded is kept.")
+            visible: mainWindow.diskLow
+            width: bars.width
+        }
         ErrorLog {
             id: errors
 

@@ -25,5 +25,6 @@ T.ToolTip {
         color: Colors.white
         font.pixelSize: Theme.fontSmall
         text: toolTip.text
+        wrapMode: Text.Wrap
     }
 }

@@ -222,6 +222,17 @@ Rectangle {
                     name: qsTr("Slides saved: ")
                     value: mainWindow.slidesSaved
                 }
+                StatusLine {
+                    Layout.fillWidth: true
+                    Layout.preferredWidth: 1
+                    // Changes by itself, once a minute.
+                    color: Theme.pointerText
+                    font.pixelSize: Theme.fontTiny
+                    name: qsTr("Disk space: ")
+                    objectName: "diskSpace"
+                    value: qsTr("about %1 min").arg(mainWindow.diskMinutesLeft)
+                    visible: mainWindow.diskMinutesLeft >= 0
+                }
                 LiveStreamStatus {
                     id: liveStatus
 

@@ -37,11 +37,25 @@ Rectangle {
     }
 
     MyLabel {
+        id: versionLabel
+
         anchors.top: textMenu.bottom
         anchors.topMargin: Theme.unit
         color: Colors.lightGrey
         font.pixelSize: Theme.fontSmall
         text: qsTr("Recorder version: %1").arg(mainWindow.version)
+        width: parent.width - 2 * x
+        x: 2 * Theme.unit
+    }
+
+    MyLabel {
+        anchors.top: versionLabel.bottom
+        anchors.topMargin: Theme.unit / 4
+        color: mainWindow.diskLow ? Colors.brightRed : Colors.lightGrey
+        font.pixelSize: Theme.fontSmall
+        objectName: "diskSpace"
+        text: qsTr("Disk space: about %1 min").arg(mainWindow.diskMinutesLeft)
+        visible: mainWindow.diskMinutesLeft >= 0
         width: parent.width - 2 * x
         x: 2 * Theme.unit
     }

@@ -1,0 +1,47 @@
+"""A small disk of its own for a test, which nobody else sees and which goes with the process."""
+import os
+import pathlib
+import subprocess
+import sys
+
+from driver import run
+
+
+def enter_namespace():
+    """Runs this program anew where it may mount what it likes; skips the test where it may not."""
+    if "PODIUMCAST_TEST_MOUNTS" in os.environ:
+        return
+    command = ["unshare", "--mount", "--"]
+    if subprocess.run([*command, "true"], stderr=subprocess.DEVNULL).returncode != 0:
+        print("SKIPPED: a file system cannot be mounted here")
+        sys.exit(77)
+    os.environ["PODIUMCAST_TEST_MOUNTS"] = "1"
+    os.execvp(command[0], [*command, sys.executable, *sys.argv])
+
+
+def mount(directory, megabytes, image=None):
+    """Mounts a disk of this size; one in an image file where that can be, else one in memory."""
+    directory.mkdir(exist_ok=True)
+    image = image or pathlib.Path(f"{directory}.img")
+    with open(image, "wb") as file:
+        file.truncate(megabytes << 20)
+    run("mkfs.ext4", "-q", "-m", 0, image)
+    if subprocess.run(["mount", "-o", "loop", image, directory]).returncode == 0:
+        return
+    image.unlink()
+    if subprocess.run(["mount", "-t", "tmpfs", "-o", f"size={megabytes}m", "none",
+                       directory]).returncode != 0:
+        print("SKIPPED: a file system cannot be mounted here")
+        sys.exit(77)
+
+
+def free(directory):
+    status = os.statvfs(directory)
+    return status.f_bavail * status.f_frsize
+
+
+def fill(directory, left):
+    """Leaves this many bytes free."""
+    with open(directory / "something else", "ab") as file:
+        size = file.tell()
+        os.posix_fallocate(file.fileno(), size, max(1, free(directory) - left))
