@@ -86,7 +86,7 @@ public slots:
 private slots:
     void initTestCase()
     {
-        SlideSourceLister::enumeration() = listSources;
+        SlideSourceLister::enumerations() = { listSources };
         QDesktopServices::setUrlHandler(u"https"_s, this, "swallowUrl");
         QDesktopServices::setUrlHandler(u"file"_s, this, "swallowUrl");
     }
