@@ -12,7 +12,6 @@ tools/install-dependencies.sh tools/packages.txt tools/packages-test.txt tools/p
 case " $* " in *' zip '* | *' installer '*) windows=1 ;; *) windows=0 ;; esac
 case " $* " in *' deb '* | *' fresh-root '*) linux=1 ;; *) linux=0 ;; esac
 
-rm -rf build/packages
 [ $linux = 0 ] || { tools/package.sh deb; tools/build.sh dev --target DeckPlayer; }
 [ $windows = 0 ] || {
     tools/package.sh zip

@@ -17,13 +17,15 @@ case "$what" in
 esac
 tools/install-dependencies.sh tools/packages.txt tools/packages-packaging.txt
 
-# Packages of the same sources are the same, whenever they are made.
+# Dates in the packages are those of the last change, not of their making.
 SOURCE_DATE_EPOCH=$(git log -1 --format=%ct 2>/dev/null || stat -c %Y CHANGELOG.md)
 export SOURCE_DATE_EPOCH
 mkdir -p build/packages
 
-package() { # <preset> <generator>
+package() { # <preset> <generator> <names>
     local log=build/$1/cpack.log
+    # shellcheck disable=SC2086
+    rm -f build/packages/$3
     (cd "build/$1" && cpack -G "$2") >"$log" 2>&1 || { cat "$log" >&2; return 1; }
     sed -n 's/^CPack: - package: \(.*\) generated\.$/\1/p' "$log" |
         while IFS= read -r file; do
@@ -36,9 +38,9 @@ if [ "$what" = deb ] || [ "$what" = all ]; then
     # Configured anew for the date.
     cmake --preset "$preset" >/dev/null
     tools/build.sh "$preset" --target PodiumcastRecorder
-    package "$preset" DEB
+    package "$preset" DEB "*.deb"
 fi
 [ "$what" != deb ] || exit 0
 tools/windows/build.sh --target PodiumcastRecorder PodiumcastRecorderLauncher
-[ "$what" = installer ] || package windows ZIP
-[ "$what" = zip ] || package windows NSIS
+[ "$what" = installer ] || package windows ZIP "*.zip"
+[ "$what" = zip ] || package windows NSIS "*-setup.exe"

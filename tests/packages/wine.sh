@@ -5,7 +5,8 @@ export LC_ALL=C.UTF-8
 unset WINEPATH QT_PLUGIN_PATH QML_IMPORT_PATH
 trap 'wineserver -k || true' EXIT
 if [ ! -f "$WINEPREFIX/ready" ]; then
-    wineboot -i
+    mkdir -p build/package-test
+    wineboot -i 2>build/package-test/wineboot.log
     wine reg add 'HKCU\Software\Wine\Explorer' /v Desktop /d podium /f >/dev/null
     wine reg add 'HKCU\Software\Wine\Explorer\Desktops' /v podium /d 1920x1080 /f >/dev/null
     wineserver -w
