@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # Sourced by the tests of the Windows packages: a Windows of its own that knows nothing of the SDK,
 # its programs inside one desktop (only there does the pointer hook see the pointer).
 export WINEPREFIX=$PWD/build/package-test/wine WINEDEBUG=-all WINEDLLOVERRIDES='mscoree,mshtml=d'
