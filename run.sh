@@ -53,7 +53,7 @@ fi
 
 tools/install-dependencies.sh tools/packages.txt tools/packages-test.txt
 targets=(PodiumcastRecorder DeckPlayer) service=''
-[ "$live" = 0 ] || { targets+=(podiumcast-test-service); service=build/dev/tests/service/podiumcast-test-service; }
+[ "$live" = 0 ] || { targets+=(podiumcast-test-service); service=build/dev/tools/service/podiumcast-test-service; }
 tools/build.sh dev --target "${targets[@]}"
 export LC_ALL=C.UTF-8
 exec tests/harness/desktop.sh --audio -- /usr/bin/python3 tools/demo/demo.py \

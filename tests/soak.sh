@@ -12,4 +12,4 @@ build=build/dev
 exec tests/harness/desktop.sh --audio --screen 3840x1080 -- /usr/bin/python3 tests/soak.py \
     --minutes "$1" --recorder "$PWD/$(find $build -name PodiumcastRecorder -type f -perm -1)" \
     --player "$PWD/$build/tools/demo/DeckPlayer" \
-    --service "$PWD/$build/tests/service/podiumcast-test-service"
+    --service "$PWD/$build/tools/service/podiumcast-test-service"

@@ -1,9 +1,9 @@
 #include "recording/Presentation.h"
 #include "recording/WatchedRecorder.h"
-#include "service/LiveFixture.h"
 #include "settings/LiveStreamSettings.h"
 #include "settings/RecorderSettings.h"
 #include "slidesource/SlideImage.h"
+#include "web/LiveFixture.h"
 
 #include <QFile>
 #include <QGuiApplication>

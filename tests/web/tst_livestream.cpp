@@ -1,5 +1,5 @@
 #include "recording/Presentation.h"
-#include "service/LiveFixture.h"
+#include "web/LiveFixture.h"
 #include "web/LiveStream.h"
 
 #include <QFile>

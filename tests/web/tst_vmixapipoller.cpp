@@ -1,4 +1,4 @@
-#include "service/LiveFixture.h"
+#include "web/LiveFixture.h"
 #include "web/VMixApiPoller.h"
 
 using namespace Qt::StringLiterals;

@@ -1,6 +1,6 @@
 """The live part of the demonstration: the servers, the login, and the proof from the servers' side.
 
-A service with TLS (tests/service), an S3 server (s3-server.py) and a video switcher
+A service with TLS (tools/service), an S3 server (s3-server.py) and a video switcher
 run on loopback. The recorder trusts the service's authority as it trusts any other: it is among the
 system's certificates that the recorder sees (with_authority.sh), or in the registry's store of the
 Wine prefix, where slides go to the S3 server by TLS, too.

@@ -64,7 +64,7 @@ done
 [[ $wanted != *" demo "* ]] || demonstrate demo
 if [[ $wanted == *" demo-live "* ]]; then
     tools/build.sh dev --target podiumcast-test-service # a program of this system
-    demonstrate demo-live --service build/dev/tests/service/podiumcast-test-service
+    demonstrate demo-live --service build/dev/tools/service/podiumcast-test-service
 fi
 if [[ $wanted == *" session "* ]]; then
     tests/harness/desktop.sh --audio -- /usr/bin/python3 tests/e2e/scenarios.py wine --launcher wine \
