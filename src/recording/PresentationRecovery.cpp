@@ -165,8 +165,11 @@ bool removeLeftovers(const QDir& dir)
 bool mark(const QDir& dir)
 {
     const QString path = dir.absoluteFilePath(PresentationRecovery::MarkFileName);
+    if (isOurs(path))
+        return true;
+    // A new file: through a symbolic link that somebody put there another one would be emptied.
     QFile file(path);
-    if (!file.open(QIODevice::WriteOnly))
+    if (!file.open(QIODevice::WriteOnly | QIODevice::NewOnly))
         return false;
     file.close();
     DiskAccess::hide(path);

@@ -2,6 +2,8 @@
 
 #include "recorders/WavFileHeader.h"
 #include "recording/Presentation.h"
+#include "recording/PresentationRecovery.h"
+#include "recording/RecordingLock.h"
 #include "settings/LiveStreamSettings.h"
 #include "settings/LoginSettings.h"
 #include "settings/RecorderSettings.h"
@@ -96,6 +98,37 @@ void fuzzWavHeader(const QByteArray& input)
         qToLittleEndian(quint32(input.size() - WavFileHeader::Size), wanted.data() + 40);
     }
     require(bytes == wanted, "only the lengths change");
+}
+
+/// What a dead recording left is cut at its end at most, its sound gets its lengths, and then it is
+/// whole: a second look finds nothing to do. The first byte chooses the file.
+void fuzzRecovery(const QByteArray& input)
+{
+    static const QTemporaryDir directory;
+    static const QStringList names{ u"audio.wav"_s, u"timestamps_ms.txt"_s,
+        u"mouse_positions.txt"_s, u"screens_geometry.txt"_s };
+    for (const QString& name : names + QStringList(PresentationRecovery::MarkFileName))
+        QFile::remove(directory.filePath(name));
+    write(directory.filePath(u"presentation.xml"_s), "<presentation/>");
+    write(directory.filePath(RecordingLock::FileName), {});
+    const qsizetype which = input.isEmpty() ? 0 : quint8(input.at(0)) % names.size();
+    const QByteArray before = input.mid(1);
+    write(directory.filePath(names.at(which)), before);
+
+    const QDir dir(directory.path());
+    require(
+        PresentationRecovery::recover(dir) == PresentationRecovery::Recovered, "it is repaired");
+    require(PresentationRecovery::recover(dir) == PresentationRecovery::Untouched, "it is whole");
+    QFile file(directory.filePath(names.at(which)));
+    if (!file.open(QIODevice::ReadOnly))
+        qFatal("cannot read %s", qPrintable(file.fileName()));
+    const QByteArray after = file.readAll();
+    QByteArray wanted = before.left(after.size());
+    if (which == 0 && after.size() >= WavFileHeader::Size && after != wanted) {
+        qToLittleEndian(quint32(after.size() - 8), wanted.data() + 4);
+        qToLittleEndian(quint32(after.size() - WavFileHeader::Size), wanted.data() + 40);
+    }
+    require(after == wanted, "nothing else is changed");
 }
 
 /// Texts are short enough for the window and presentation.xml, and no secret gets into the log.

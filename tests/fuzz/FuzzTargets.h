@@ -15,6 +15,7 @@ struct FuzzTarget
 void fuzzPresentationXml(const QByteArray& input);
 void fuzzTimestamps(const QByteArray& input);
 void fuzzWavHeader(const QByteArray& input);
+void fuzzRecovery(const QByteArray& input);
 void fuzzServiceReply(const QByteArray& input);
 void fuzzS3Reply(const QByteArray& input);
 void fuzzSettings(const QByteArray& input);
@@ -23,6 +24,7 @@ inline constexpr std::array FuzzTargets{
     FuzzTarget{ "presentation_xml", fuzzPresentationXml },
     FuzzTarget{ "timestamps", fuzzTimestamps },
     FuzzTarget{ "wav_header", fuzzWavHeader },
+    FuzzTarget{ "recovery", fuzzRecovery },
     FuzzTarget{ "service_reply", fuzzServiceReply },
     FuzzTarget{ "settings", fuzzSettings },
 #ifdef PODIUMCAST_COMPAT_AWS

@@ -152,6 +152,29 @@ private slots:
         QVERIFY(exists(RecordingLock::FileName));
     }
 
+    /// A presentation of unknown origin, whose files lead to the operator's own.
+    void nothingIsWrittenThroughLinks()
+    {
+        const QByteArray own = wav(0, 0, Samples);
+        for (const QString& name :
+            { u"audio.wav"_s, u"timestamps_ms.txt"_s, u"screens_geometry.txt"_s,
+                PresentationRecovery::MarkFileName, RecordingLock::FileName }) {
+            init();
+            QTemporaryDir elsewhere;
+            const QString target = elsewhere.filePath(u"own"_s);
+            QFile file(target);
+            QVERIFY(file.open(QIODevice::ReadWrite));
+            file.write(own);
+            file.close();
+            write(RecordingLock::FileName, "");
+            (void)QFile::remove(m_dir->filePath(name));
+            QVERIFY(QFile::link(target, m_dir->filePath(name)));
+            (void)PresentationRecovery::recover(QDir(m_dir->path()));
+            QVERIFY(file.open(QIODevice::ReadOnly));
+            QVERIFY2(file.readAll() == own, qPrintable(name));
+        }
+    }
+
     void liveRecordingIsLeftAlone()
     {
         const QDir dir(m_dir->path());
