@@ -52,6 +52,7 @@ class SlideSaverTest : public QObject
 
 private slots:
     void filesAndLines();
+    void diskThatDoesNotKeepUp();
     void failures_data();
     void failures();
 };
@@ -89,6 +90,22 @@ void SlideSaverTest::filesAndLines()
         QCOMPARE(QImage(slide.pngFilePath), screens[screen]);
     }
     QCOMPARE(saver.saveSlide(12345, 11, 1, { nullptr, screens[2] }).name, u"11-12345"_s);
+}
+
+// Nothing is dropped, and the operator is told once.
+void SlideSaverTest::diskThatDoesNotKeepUp()
+{
+    const QTemporaryDir dir;
+    TestedSaver saver{ QDir(dir.path()) };
+    QSignalSpy waiting(&saver, &SlideSaver::slidesWaiting);
+    for (int slide = 1; slide <= 9; ++slide) {
+        saver.addSlides(slide * 1000, toSlides({ noise(5, 5) }));
+        QCOMPARE(waiting.size(), slide < 5 ? 0 : 1);
+    }
+    saver.requestStop();
+    saver.run();
+    QCOMPARE(waiting.size(), 1);
+    QCOMPARE(saver.savedSlideCount(), 9);
 }
 
 void SlideSaverTest::failures_data()

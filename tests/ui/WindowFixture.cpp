@@ -1,6 +1,7 @@
 #include "ui/WindowFixture.h"
 
 #include "harness/IsolatedSettings.h"
+#include "recording/PresentationRecovery.h"
 #include "ui/SlideSourcePreview.h"
 
 #include <QCoreApplication>
@@ -66,6 +67,14 @@ void WindowFixture::addPresentation(
     QVERIFY(times.open(QIODevice::WriteOnly));
     for (int i = 0; i < slideCount; ++i)
         times.write(QByteArray::number(i * 1000) + '\n');
+}
+
+void WindowFixture::markRecovered()
+{
+    QFile mark(u"%1/recording %2/%3"_s.arg(workDir())
+                   .arg(m_presentationCount)
+                   .arg(PresentationRecovery::MarkFileName));
+    QVERIFY(mark.open(QIODevice::WriteOnly));
 }
 
 void WindowFixture::waitForPreview() const

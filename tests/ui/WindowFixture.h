@@ -30,6 +30,8 @@ public:
 
     /// A recording on disk, as the recorder leaves it.
     void addPresentation(const QString& title, const QString& recordingStart, int slideCount);
+    /// The recording added last was cut off once.
+    void markRecovered();
 
     /// Waits until the preview shows frames; ends the program when it does not.
     void waitForPreview() const;

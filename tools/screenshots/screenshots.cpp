@@ -59,7 +59,13 @@ private:
 
 void idlePages(WindowFixture& fixture, Photographer& photographer)
 {
+    fixture.facade().setDiskMinutesLeft(2310);
     photographer.take(u"list"_s);
+    fixture.facade().setDiskMinutesLeft(31);
+    fixture.facade().setDiskLevel(DiskMonitor::Low);
+    photographer.take(u"disk-low"_s);
+    fixture.facade().setDiskLevel(DiskMonitor::Enough);
+    fixture.facade().setDiskMinutesLeft(2310);
     photographer.choosePage(u"settings"_s);
     photographer.take(u"settings-1"_s);
     RecorderSettings::instance()->setUseNativeSlideSourceResolution(false);
@@ -113,6 +119,12 @@ void recordingScreens(WindowFixture& fixture, Photographer& photographer)
     QTest::qWait(1200);
     photographer.take(u"recording"_s);
 
+    facade.setDiskMinutesLeft(31);
+    facade.setDiskLevel(DiskMonitor::Low);
+    photographer.take(u"recording-disk-low"_s);
+    facade.setDiskLevel(DiskMonitor::Enough);
+    facade.setDiskMinutesLeft(2310);
+
     facade.setSlidesFrozen(true);
     for (int i = 1; i <= 7; ++i) {
         emit facade.errorMessage(u"Slide %1 could not be written: no space left on the device. "
@@ -145,6 +157,7 @@ int main(int argc, char** argv)
         u"Opening lecture: how a talk becomes a podcast"_s, u"2026-11-20T09:00:00"_s, 48);
     fixture.addPresentation(u"Presentation 2026-11-18T14-30-00"_s, u"2026-11-18T14:30:00"_s, 31);
     fixture.addPresentation(u"Live Stream 2026-11-11T10-15-00"_s, u"2026-11-11T10:15:00"_s, 117);
+    fixture.markRecovered();
     fixture.addPresentation(u"Presentation 2026-11-04T08-00-12"_s, u"2026-11-04T08:00:12"_s, 1);
     fixture.addPresentation(u"A title that is far too long for its row, so that it has to be cut "
                             "off <b>somewhere</b>"_s,

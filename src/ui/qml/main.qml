@@ -70,7 +70,7 @@ Window {
         }
         WarningBar {
             objectName: "diskWarning"
-            text: qsTr("<b>The disk is almost full.</b><br>Delete or move files that you no longer need, until at least 500 MB are free. Below 50 MB the recording stops by itself, and what was recorded is kept.")
+            text: qsTr("<b>The disk is almost full.</b> Delete or move files until at least 500 MB are free. Below 50 MB the recording stops by itself; what was recorded is kept.")
             visible: mainWindow.diskLow
             width: bars.width
         }

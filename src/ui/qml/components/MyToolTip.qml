@@ -13,7 +13,7 @@ T.ToolTip {
     margins: Theme.unit
     padding: Theme.unit * 0.75
     timeout: 5000
-    x: parent ? (parent.width - implicitWidth) / 2 : 0
+    x: parent ? (parent.width - width) / 2 : 0
     y: parent ? parent.height + Theme.unit / 2 : 0
 
     background: Rectangle {

@@ -228,7 +228,7 @@ Rectangle {
                     // Changes by itself, once a minute.
                     color: Theme.pointerText
                     font.pixelSize: Theme.fontTiny
-                    name: qsTr("Disk space: ")
+                    name: qsTr("Disk space left: ")
                     objectName: "diskSpace"
                     value: qsTr("about %1 min").arg(mainWindow.diskMinutesLeft)
                     visible: mainWindow.diskMinutesLeft >= 0
