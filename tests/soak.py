@@ -236,7 +236,8 @@ def main():
     run("xrandr", "--setmonitor", "LEFT", "1920/508x1080/286+0+0", "screen")
     with Helpers(options.player) as helpers:
         work_dir = helpers.directory / "presentations"
-        servers = options.service and live.Servers(helpers, options.service)
+        servers = options.service and live.Servers(
+            helpers, options.service, store_endpoint="endpoint")  # the one that can go away
         with live.LiveRecorder(servers, f"{servers.launcher()} '{options.recorder}'", work_dir) \
                 if servers else Recorder([options.recorder], work_dir) as recorder:
             soak = Soak(helpers, recorder, servers)

@@ -5,7 +5,6 @@
 #include "slidesource/SlideImage.h"
 #include "web/LiveFixture.h"
 
-#include <QFile>
 #include <QGuiApplication>
 #include <QJsonArray>
 
@@ -20,16 +19,6 @@ namespace {
 const auto streams = QLatin1StringView(TestService::streamsPath);
 const auto slides = QLatin1StringView(TestService::slidesPath);
 const auto pings = QLatin1StringView(TestService::pingsPath);
-
-QJsonObject pingOf(const HttpTestServer::Request& request)
-{
-    return request.json.value("presentation_stream_ping_data"_L1).toObject();
-}
-
-QJsonObject recordingOf(const HttpTestServer::Request& request)
-{
-    return pingOf(request).value("recording_app"_L1).toObject().value("recording"_L1).toObject();
-}
 
 } // namespace
 
@@ -124,22 +113,12 @@ void TestRecorderLive::joinsStreamsReportsAndPings()
     QCOMPARE(m_live->service->problems(), QStringList());
     QCOMPARE(recorder.told(), QString());
 
-    // What lies on disk is what lies in the bucket, and what was reported.
-    const QDir dir(onlyPresentation().filePath(u"slides_4"_s));
-    QCOMPARE(dir.entryList({ u"*.png"_s }), QStringList({ u"0-0001.png"_s, u"0-0002.png"_s }));
-    for (const QString& name : dir.entryList({ u"*.png"_s })) {
-        QFile file(dir.filePath(name));
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        const auto objects = m_bucket->requestsTo(u"/streams/talk-7/v4/"_s + name);
-        QCOMPARE(objects.size(), 1);
-        QVERIFY(objects.first().body == file.readAll());
+    for (const QString& name : { u"0-0001.png"_s, u"0-0002.png"_s }) {
+        QVERIFY(onlyPresentation().exists(u"slides_4/"_s + name));
+        QCOMPARE(m_bucket->requestsTo(u"/streams/talk-7/v4/"_s + name).size(), 1);
     }
 
     // The poller had been stopped before the last ping.
-    const auto all = m_live->service->requestsTo(pings);
-    const auto vMix = [&](int ping) { return pingOf(all.at(ping)).value("vmix"_L1).toObject(); };
-    QVERIFY(vMix(2).value("xml"_L1).toString().startsWith(u"<vmix>"_s));
-    QCOMPARE(vMix(3).value("xml"_L1).toString(), QString());
     const qsizetype polls = m_switcher->requests().size();
     QTest::qWait(1500);
     QCOMPARE(m_switcher->requests().size(), polls);
@@ -164,8 +143,12 @@ void TestRecorderLive::serviceAwayInTheMiddle()
     QVERIFY(m_live->service->listenTls(m_live->tls, port));
     const qsizetype before = m_live->service->requestsTo(pings).size();
     QTRY_VERIFY_WITH_TIMEOUT(m_live->service->requestsTo(pings).size() > before, 10000);
-    const QJsonObject recording = recordingOf(m_live->service->requestsTo(pings).last());
-    QCOMPARE(recording.value("error_messages"_L1).toArray().size(), recorder.errors.size());
+    const QJsonValue ping = m_live->service->requestsTo(pings).last().json;
+    QCOMPARE(ping["presentation_stream_ping_data"_L1]["recording_app"_L1]["recording"_L1]
+                 ["error_messages"_L1]
+                     .toArray()
+                     .size(),
+        recorder.errors.size());
     recorder.captureSlide();
     QTRY_COMPARE(recorder.slideInfoWebSuccessCount(), 2);
     QCOMPARE(recorder.lastSlideInfoWebErrorString(), QString());
@@ -182,7 +165,6 @@ void TestRecorderLive::startThatFails_data()
     QTest::newRow("refused") << Fault::Unprocessable << false << QStringList(u"Not this stream."_s);
     QTest::newRow("broken, without a body")
         << Fault::ServerError << false << QStringList(u"Internal server error."_s);
-    QTest::newRow("nobody there") << Fault::None << false << QStringList(u"Unknown error."_s);
     QTest::newRow("no answer") << Fault::Hang << false << QStringList(u"Unknown error."_s);
     QTest::newRow("stream made, but no such slide source") << Fault::None << true << QStringList();
 }
@@ -194,8 +176,6 @@ void TestRecorderLive::startThatFails()
     QFETCH(QStringList, messages);
     WebApiLimits::set(WebApi::instance(), 500ms, 800ms);
     m_live->service->setFault(streams, fault);
-    if (fault == Fault::None && !oddSource)
-        m_live->service->shutDown();
     if (oddSource)
         RecorderSettings::instance()->setSelectedSlideSource(
             SlidesSourceInfo(true, SlidesSourceInfo::SlideSourceType(1), "odd"_ba, 0, u"Odd"_s));
@@ -215,24 +195,29 @@ void TestRecorderLive::startThatFails()
 void TestRecorderLive::stopWhileCreating_data()
 {
     QTest::addColumn<Fault>("fault");
-    QTest::newRow("answered late") << Fault::Late;
-    QTest::newRow("never answered") << Fault::Hang;
+    QTest::addColumn<bool>("destroyed");
+    QTest::newRow("answered late") << Fault::Late << false;
+    QTest::newRow("never answered") << Fault::Hang << false;
+    QTest::newRow("destroyed before the answer") << Fault::Late << true;
 }
 
 void TestRecorderLive::stopWhileCreating()
 {
     QFETCH(Fault, fault);
+    QFETCH(bool, destroyed);
     WebApiLimits::set(WebApi::instance(), 700ms, 1000ms);
     m_live->service->setFault(streams, fault, 1);
-    WatchedRecorder recorder;
-    recorder.requestStart(true, false, QString());
+    auto recorder = std::make_unique<WatchedRecorder>();
+    recorder->requestStart(true, false, QString());
     QTRY_COMPARE(m_live->service->requestsTo(streams).size(), 1);
-    recorder.requestStop();
-    QCOMPARE(recorder.state(), Recorder::Stopping);
-    QVERIFY(recorder.stops.wait(10000));
-    QCOMPARE(recorder.state(), Recorder::Stopped);
+    if (destroyed)
+        return; // cleanup() waits for the answer, which must find nobody
+    recorder->requestStop();
+    QCOMPARE(recorder->state(), Recorder::Stopping);
+    QVERIFY(recorder->stops.wait(10000));
+    QCOMPARE(recorder->state(), Recorder::Stopped);
     QCOMPARE(m_live->service->requestsTo(pings).size(), 0);
-    QCOMPARE(recorder.errors.size(), 0);
+    QCOMPARE(recorder->errors.size(), 0);
 }
 
 QTEST_MAIN(TestRecorderLive)

@@ -27,12 +27,9 @@ private slots:
         QVERIFY(m_switcher->listenPlain());
         m_endpoint = u"http://127.0.0.1:%1/api/"_s.arg(m_switcher->port());
     }
-    void startPollsAtOnceAndStopForgets();
-    void errorStaysAfterSuccess_data();
-    void errorStaysAfterSuccess();
+    void hangsThenPollsOnAndStopForgets();
     void addressesThatAreNotPolled();
     void redirectsToOthersAreNotFollowed();
-    void slowSwitcherIsNotBuried();
     void lateAnswersChangeNothing();
 
 private:
@@ -40,42 +37,19 @@ private:
     QString m_endpoint;
 };
 
-void TestVMixApiPoller::startPollsAtOnceAndStopForgets()
+void TestVMixApiPoller::hangsThenPollsOnAndStopForgets()
 {
-    VMixApiPoller poller;
-    poller.start(m_endpoint, 3'600'000);
-    QTRY_VERIFY(poller.xml().contains(u"<title>Übergang</title><reads>1</reads>"_s));
-    poller.start(m_endpoint, 0); // restarts, and does not poll in a tight loop
-    const QDateTime before = QDateTime::currentDateTimeUtc();
-    QTRY_VERIFY(m_switcher->requests().size() >= 5);
-    QVERIFY(before.msecsTo(m_switcher->requests().at(4).at) >= 250);
-    poller.stop();
-    QCOMPARE(poller.xml() + poller.lastError(), QString());
-}
-
-void TestVMixApiPoller::errorStaysAfterSuccess_data()
-{
-    QTest::addColumn<Fault>("fault");
-    QTest::addColumn<QString>("error");
-    QTest::newRow("50 MB") << Fault::Huge
-                           << u"Polling vMix API failed: 5 (the answer is too large)."_s;
-    QTest::newRow("hang") << Fault::Hang
-                          << u"Polling vMix API failed: 5 (no complete answer in time)."_s;
-}
-
-void TestVMixApiPoller::errorStaysAfterSuccess()
-{
-    QFETCH(Fault, fault);
-    QFETCH(QString, error);
     QuickPoller poller;
     QSignalSpy errors(&poller, &VMixApiPoller::pollingError);
-    m_switcher->setFault(path, fault); // for every try: Qt repeats some requests by itself
-    poller.start(m_endpoint, 1500);
+    m_switcher->setFault(path, Fault::Hang); // for every try: Qt repeats some requests by itself
+    poller.start(m_endpoint, 0); // not in a tight loop: the time limit comes before the third
     QVERIFY(errors.wait());
+    QVERIFY(m_switcher->requests().size() <= 2); // what hangs is not buried in requests
     m_switcher->setFault(path, Fault::None);
-    QCOMPARE(errors.at(0).at(0).toString(), error);
-    QTRY_VERIFY(!poller.xml().isEmpty());
-    QCOMPARE(poller.lastError(), errors.at(0).at(0).toString());
+    QTRY_VERIFY(poller.xml().contains(u"<title>Übergang</title>"_s));
+    QCOMPARE(poller.lastError(), errors.at(0).at(0).toString()); // stays
+    poller.stop();
+    QCOMPARE(poller.xml() + poller.lastError(), QString());
 }
 
 void TestVMixApiPoller::addressesThatAreNotPolled()
@@ -99,16 +73,6 @@ void TestVMixApiPoller::redirectsToOthersAreNotFollowed()
     poller.start(m_endpoint, 3'600'000);
     QVERIFY(errors.wait());
     QCOMPARE(other.requests().size(), 0);
-}
-
-void TestVMixApiPoller::slowSwitcherIsNotBuried()
-{
-    VMixApiPoller poller;
-    m_switcher->setFault(path, Fault::Hang);
-    poller.start(m_endpoint, 100);
-    QTRY_COMPARE(m_switcher->requests().size(), 2);
-    QTest::qWait(500); // five more ticks that must not ask
-    QCOMPARE(m_switcher->requests().size(), 2);
 }
 
 void TestVMixApiPoller::lateAnswersChangeNothing()

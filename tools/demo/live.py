@@ -3,7 +3,7 @@
 A service with TLS (tools/service), an S3 server (s3-server.py) and a video switcher
 run on loopback. The recorder trusts the service's authority as it trusts any other: it is among the
 system's certificates that the recorder sees (with_authority.sh), or in the registry's store of the
-Wine prefix, where slides go to the S3 server by TLS, too.
+Wine prefix. Slides go to the S3 server by TLS, too.
 """
 import collections
 import datetime
@@ -32,8 +32,9 @@ PAUSE = (3950, 5300)  # ms between two pings: 4000 to 4999 and the way to and fr
 class Servers:
     """The service, the switcher and the store; their secrets are new every time."""
 
-    def __init__(self, helpers, service, launcher=""):
+    def __init__(self, helpers, service, launcher="", store_endpoint="tlsEndpoint"):
         self.wine = launcher  # or nothing: a program of this system
+        self.store_endpoint = store_endpoint
         self.directory = helpers.directory / "servers"
         self.directory.mkdir()
         self.secrets = {name: f"{name}-{secrets.token_hex(8)}"
@@ -59,12 +60,12 @@ class Servers:
         self.service, self.switcher, self.authority = (line[1] for line in lines)
 
     def launcher(self):
-        return self.wine or f"'{HERE / 'with_authority.sh'}' '{self.authority}'"
+        return self.wine or " ".join(f"'{HERE / 'with_authority.sh'}' '{authority}'" for authority
+                                     in (self.authority, self.store_values["caFile"]))
 
     def environment(self):
-        endpoint = "tlsEndpoint" if self.wine else "endpoint"
         return {"PODIUMCAST_SERVICE_URL": self.service, "AWS_EC2_METADATA_DISABLED": "true",
-                "AWS_ENDPOINT_URL_S3": self.store_values[endpoint]}
+                "AWS_ENDPOINT_URL_S3": self.store_values[self.store_endpoint]}
 
     def write_settings(self):
         """What the operator has entered about the switcher on another day."""
