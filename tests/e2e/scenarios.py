@@ -18,9 +18,8 @@ import time
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "tools" / "demo"))
 from check_presentation import numbers  # noqa: E402
-from driver import STOP, WINDOW, Failure, Helpers, Recorder, run, wait_for  # noqa: E402
 import disk  # noqa: E402
-from driver import RECORD, Failure, Helpers, Recorder, run, wait_for  # noqa: E402
+from driver import RECORD, STOP, WINDOW, Failure, Helpers, Recorder, run, wait_for  # noqa: E402
 
 
 def expect(condition, complaint):
@@ -334,6 +333,32 @@ def full(helpers, recorder, options):
     expect_complete(presentation, 1, failed)
 
 
+def places(helpers, recorder, options):
+    """Directories with letters of all kinds, with a path of more than 260 characters, read-only."""
+    recorder.close()
+
+    def start(work_dir):
+        command = [*options.launcher.split(), options.recorder]
+        return Recorder(command, work_dir, options.path_prefix)
+
+    for name in ("Hörsaal 教室  Лекция #1 100%", "/".join(["a long name " + "x" * 50] * 5)):
+        with start(helpers.directory / name) as recorder:
+            presentation = recorder.start_recording()
+            time.sleep(2)
+            recorder.close()
+            expect_complete(presentation, 1.5)
+            print(f"{len(str(presentation))} characters: recorded")
+    read_only = helpers.directory / "read-only"
+    read_only.symlink_to("/proc")  # where not even root can make a directory
+    with start(read_only) as recorder:
+        recorder.pointer.click(*wait_for("the record button", lambda: recorder.look(RECORD))[0])
+        time.sleep(2)
+        expect(recorder.look(RECORD) and not recorder.look(STOP), "it seems to record nowhere")
+        told = recorder.told()  # Windows: there is no log to read where nothing can be written
+        expect(options.launcher or "no folder for it could be made" in told[0], f"told: {told}")
+        recorder.close()
+
+
 def windows():
     found = subprocess.run(["xdotool", "search", "--onlyvisible", "--name", f"^{WINDOW}$"],
                            stdout=subprocess.PIPE, text=True)
@@ -380,7 +405,7 @@ def again(helpers, recorder, options):
 def main():
     scenarios = {each.__name__: each
                  for each in (idle, still, monitors, terminate, close, removed, full, nearly_full,
-                              beside, again, logout, wine)}
+                              beside, again, logout, places, wine)}
     parser = argparse.ArgumentParser()
     parser.add_argument("scenario", choices=scenarios)
     parser.add_argument("--recorder", required=True)
@@ -393,7 +418,7 @@ def main():
     os.umask(0o022)  # the program's own is what counts
     if options.scenario in ("full", "nearly_full"):
         disk.enter_namespace()
-    with Helpers(options.player) as helpers:
+    with Helpers(options.player, options.launcher) as helpers:
         work_dir = helpers.directory / "presentations"
         if options.scenario == "monitors":
             prepare_monitors(helpers)

@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # Builds the Windows program and its tests and runs them here, under Wine on a virtual desktop with
 # the virtual microphone: first the tests, then the demonstration and the one of the live stream,
-# which tools/demo checks.
-#   PODIUMCAST_WINDOWS_SDK=… tools/windows/test.sh [test, demo, demo-live or session …]   (default: all)
+# which tools/demo checks, then what tests/e2e does with the program.
+#   PODIUMCAST_WINDOWS_SDK=… tools/windows/test.sh [NAME …]
+# NAME is a test, demo, demo-live, session, or a scenario of tests/e2e/scenarios.py; default: all.
 # What the programs print, and the tests' results, are in build/windows/results.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/../.."
@@ -45,30 +46,39 @@ run_test() {
     fi
 }
 
-demonstrate() { # <name> [option of demo.py …]
-    local name=$1
+drive() { # <name> <script> [argument …]
+    local name=$1 code=0
     shift
+    echo "$name:"
     # Default settings, whatever was recorded before.
     wine reg delete 'HKCU\Software\Podiumcast' /f >/dev/null 2>&1 || true
+    end_wine 2>/dev/null
+    tests/harness/desktop.sh --audio -- /usr/bin/python3 "$@" --launcher wine --path-prefix Z: \
+        --player build/windows/tools/demo/DeckPlayer.exe \
+        --recorder build/windows/src/app/PodiumcastRecorder.exe 2>&1 || code=$?
     end_wine
-    tests/harness/desktop.sh --audio -- /usr/bin/python3 tools/demo/demo.py --seconds-per-slide 3 \
-        --launcher wine --path-prefix Z: --player build/windows/tools/demo/DeckPlayer.exe \
-        --recorder build/windows/src/app/PodiumcastRecorder.exe "$@" 2>&1 || failed+=("$name")
-    end_wine
+    case $code in
+        0 | 77) ;; # 77: not possible here, and it said why
+        *) failed+=("$name") ;;
+    esac
 }
 
-wanted=" ${*:-${tests[*]} demo demo-live session} "
-for test in "${tests[@]}"; do
-    [[ $wanted != *" $test "* ]] || run_test "$test"
+[ $# -gt 0 ] || set -- "${tests[@]}" demo demo-live session places full
+for name in "$@"; do
+    case $name in
+        demo) drive demo tools/demo/demo.py --seconds-per-slide 3 ;;
+        demo-live)
+            tools/build.sh dev --target podiumcast-test-service # a program of this system
+            drive demo-live tools/demo/demo.py --seconds-per-slide 3 \
+                --service build/dev/tools/service/podiumcast-test-service ;;
+        session) drive session tests/e2e/scenarios.py wine ;;
+        *)
+            if [[ " ${tests[*]} " == *" $name "* ]]; then
+                run_test "$name"
+            else
+                drive "$name" tests/e2e/scenarios.py "$name"
+            fi ;;
+    esac
 done
-[[ $wanted != *" demo "* ]] || demonstrate demo
-if [[ $wanted == *" demo-live "* ]]; then
-    tools/build.sh dev --target podiumcast-test-service # a program of this system
-    demonstrate demo-live --service build/dev/tools/service/podiumcast-test-service
-fi
-if [[ $wanted == *" session "* ]]; then
-    tests/harness/desktop.sh --audio -- /usr/bin/python3 tests/e2e/scenarios.py wine --launcher wine \
-        --path-prefix Z: --recorder build/windows/src/app/PodiumcastRecorder.exe 2>&1 || failed+=(session)
-fi
 [ ${#failed[@]} = 0 ] || { echo "Failed under Wine: ${failed[*]} ($results)" >&2; exit 1; }
 echo "Everything passed under Wine."
