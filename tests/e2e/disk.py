@@ -19,20 +19,29 @@ def enter_namespace():
     os.execvp(command[0], [*command, sys.executable, *sys.argv])
 
 
-def mount(directory, megabytes, image=None):
+def mount(directory, megabytes, image=None, in_memory=False):
     """Mounts a disk of this size; one in an image file where that can be, else one in memory."""
     directory.mkdir(exist_ok=True)
-    image = image or pathlib.Path(f"{directory}.img")
-    with open(image, "wb") as file:
-        file.truncate(megabytes << 20)
-    run("mkfs.ext4", "-q", "-m", 0, image)
-    if subprocess.run(["mount", "-o", "loop", image, directory]).returncode == 0:
-        return
-    image.unlink()
+    if not in_memory:
+        image = image or pathlib.Path(f"{directory}.img")
+        with open(image, "wb") as file:
+            file.truncate(megabytes << 20)
+        run("mkfs.ext4", "-q", "-m", 0, image)
+        if subprocess.run(["mount", "-o", "loop", image, directory]).returncode == 0:
+            return
+        image.unlink()
     if subprocess.run(["mount", "-t", "tmpfs", "-o", f"size={megabytes}m", "none",
                        directory]).returncode != 0:
         print("SKIPPED: a file system cannot be mounted here")
         sys.exit(77)
+
+
+def drive(directory):
+    """Makes the disk, one in memory, a drive of the Wine prefix (as Wine knows no other volumes)."""
+    link = pathlib.Path(os.environ["WINEPREFIX"], "dosdevices", "y:")
+    link.unlink(missing_ok=True)
+    link.symlink_to(directory)
+    return "Y:/"
 
 
 def free(directory):

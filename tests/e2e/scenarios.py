@@ -423,9 +423,12 @@ def main():
         if options.scenario == "monitors":
             prepare_monitors(helpers)
         if options.scenario in ("full", "nearly_full"):
-            disk.mount(work_dir, 80 if options.scenario == "full" else 600)
+            disk.mount(work_dir, 80 if options.scenario == "full" else 600,
+                       in_memory=bool(options.path_prefix))
         command = [*options.launcher.split(), options.recorder]
         environment = start_session(helpers) if options.scenario == "logout" else {}
+        if options.scenario in ("full", "nearly_full") and options.path_prefix:
+            environment = {"own_place": True, "PODIUMCAST_WORK_DIR": disk.drive(work_dir)}
         with Recorder(command, work_dir, options.path_prefix, **environment) as recorder:
             scenarios[options.scenario](helpers, recorder, options)
 

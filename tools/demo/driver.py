@@ -135,6 +135,7 @@ class Recorder:
                                 "recorder.log")
         self.begin = now()
         self.windows = bool(path_prefix)
+        self.frame = None
         self.process = subprocess.Popen(
             shlex.split(command) if isinstance(command, str) else command,
             stdout=self.log.open("w"), stderr=subprocess.STDOUT,
@@ -160,8 +161,14 @@ class Recorder:
     def geometry(self):
         """x, y, width, height of the window's inside on the desktop."""
         text = run("xwininfo", "-id", *self.window)
-        return tuple(int(re.search(name + r": +(-?\d+)", text)[1])
-                     for name in ("Absolute upper-left X", "Absolute upper-left Y", "Width", "Height"))
+        x, y, width, height = (
+            int(re.search(name + r": +(-?\d+)", text)[1])
+            for name in ("Absolute upper-left X", "Absolute upper-left Y", "Width", "Height"))
+        if self.frame is None:  # nobody has resized it yet; Wine draws a frame inside it
+            border = (width - 640) // 2
+            self.frame = border, height - 480 - border
+        border, top = self.frame
+        return x + border, y + top, width - 2 * border, height - top - border
 
     def look(self, button):
         """The centres, on the desktop, of the buttons that look like this, in reading order."""
@@ -245,7 +252,7 @@ class Recorder:
         """Closes the window and waits for the program to end well."""
         if self.windows:  # the window manager only knows the desktop that Wine draws windows in
             x, y, width, _ = self.geometry()
-            Pointer().click(x + width - 14, y + 13)
+            Pointer().click(x + width - 10, y - 10)
         else:
             for _ in range(3):  # as a person would who sees that the key did nothing
                 run("xdotool", "windowactivate", "--sync", *self.window)

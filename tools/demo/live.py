@@ -108,9 +108,7 @@ class LiveRecorder(Recorder):
 
     def start_recording(self):
         wait_for("the list of microphones", lambda: "loadSelectedAudioInput" in self.output())
-        x, y, width, height = self.geometry()
-        border = (width - 640) // 2  # of the frame that Wine draws inside the window
-        x, y = x + border, y + height - 480 - border
+        x, y, *_ = self.geometry()
         before = self.presentations()
         self.pointer.click(x + LIVE_STREAM[0], y + LIVE_STREAM[1])
         time.sleep(0.5)

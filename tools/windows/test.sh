@@ -63,7 +63,7 @@ drive() { # <name> <script> [argument …]
     esac
 }
 
-[ $# -gt 0 ] || set -- "${tests[@]}" demo demo-live session places full
+[ $# -gt 0 ] || set -- "${tests[@]}" demo demo-live session places full nearly_full
 for name in "$@"; do
     case $name in
         demo) drive demo tools/demo/demo.py --seconds-per-slide 3 ;;
