@@ -91,10 +91,13 @@ void Application::initializeWorkDir()
 void Application::connectRecorder()
 {
     connect(&m_recorder, &Recorder::property_stateChanged, this, [this](Recorder::State state) {
-        if (state == Recorder::Stopped)
+        if (state == Recorder::Stopped) {
             m_systemHold.end();
-        else
+            m_mainWindow->setRecordedSlideSource({});
+        } else {
             m_systemHold.begin(m_mainWindow->window(), tr("A recording is running."));
+            m_mainWindow->setRecordedSlideSource(m_recorder.slidesSourceInfo());
+        }
     });
     connect(&m_recorder, &Recorder::recordingError, m_mainWindow, &MainWindow::errorMessage);
     // The window clears its messages when the recording ends; those of the end itself, such as a

@@ -299,7 +299,7 @@ void Recorder::sendWebApiPingData()
     app.errorMessages = m_recordingErrors;
 
     const RecorderSettings* settings = RecorderSettings::instance();
-    app.slidesSource = settings->selectedSlideSource().name();
+    app.slidesSource = m_slideRecorder.slidesSourceInfo().name();
     app.useNativeSlideSourceResolution = settings->useNativeSlideSourceResolution();
     app.slidesSourceWidth = settings->slideWidth();
     app.slidesSourceHeight = settings->slideHeight();

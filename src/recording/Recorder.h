@@ -34,6 +34,10 @@ public:
 
     [[nodiscard]] State state() const { return m_state; }
     [[nodiscard]] bool isLiveStream() const { return m_slideRecorder.isLiveStream(); }
+    [[nodiscard]] SlidesSourceInfo slidesSourceInfo() const
+    {
+        return m_slideRecorder.slidesSourceInfo();
+    }
     [[nodiscard]] QString liveStreamPresentationId() const;
     [[nodiscard]] QString liveStreamPresentationTitle() const;
     [[nodiscard]] bool slidesFrozen() const { return m_slideRecorder.slidesFrozen(); }

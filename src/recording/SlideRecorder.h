@@ -49,6 +49,8 @@ public:
 
     // While what they read does not exist, the getters return 0, false or an empty value.
     [[nodiscard]] State state() const { return m_state; }
+    /// Of this recording, or the last one: what was chosen when its start was requested.
+    [[nodiscard]] const SlidesSourceInfo& slidesSourceInfo() const { return m_sourceInfo; }
     [[nodiscard]] bool isLiveStream() const;
     [[nodiscard]] QString liveStreamPresentationId() const;
     [[nodiscard]] QString liveStreamPresentationTitle() const;

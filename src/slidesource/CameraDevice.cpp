@@ -87,6 +87,7 @@ struct CameraDevice::Shared
     bool started = false;
     bool finished = false;
     bool interrupted = false;
+    bool letGo = false; // then interrupted as well
     bool reopen = false;
     quint64 requested = 0; // reads asked for, and answered
     quint64 served = 0;
@@ -156,7 +157,7 @@ void CameraDevice::Shared::run()
     changed.notify_all();
     if (!isOpen)
         return;
-    while (!interrupted) {
+    while (!letGo) {
         const auto start = std::chrono::steady_clock::now();
         const quint64 request = requested;
         lock.unlock();
@@ -174,7 +175,7 @@ void CameraDevice::Shared::run()
         }
         if (grabbed) {
             reopen = false;
-        } else if (reopen && !interrupted) {
+        } else if (reopen && !letGo) {
             reopen = false;
             state = State::Opening;
             lock.unlock();
@@ -184,8 +185,7 @@ void CameraDevice::Shared::run()
             state = State::Open; // reads fail until it delivers
         }
         const auto pause = grabbed ? GrabPause : FailedGrabPause;
-        changed.wait_until(
-            lock, start + pause, [&] { return interrupted || requested != request; });
+        changed.wait_until(lock, start + pause, [&] { return letGo || requested != request; });
     }
 }
 
@@ -202,12 +202,21 @@ CameraDevice::CameraDevice(int index, const QSize& resolution, const Options& op
 
 CameraDevice::~CameraDevice()
 {
-    close();
+    letGo(); // the thread keeps what it needs; nobody here has time to wait for it
+}
+
+void CameraDevice::letGo()
+{
+    {
+        const std::lock_guard lock(m_shared->mutex);
+        m_shared->letGo = true;
+    }
+    interrupt();
 }
 
 void CameraDevice::close()
 {
-    interrupt();
+    letGo();
     std::unique_lock lock(m_shared->mutex);
     if (m_shared->started)
         m_shared->changed.wait_for(lock, ReleaseTimeout, [this] { return m_shared->finished; });
@@ -260,17 +269,20 @@ CameraDevice::State CameraDevice::waitOpened(int timeoutMs)
     return m_shared->interrupted ? State::Interrupted : m_shared->state;
 }
 
-cv::Mat CameraDevice::read()
+cv::Mat CameraDevice::read(Patience patience)
 {
+    const bool insists = patience == Patience::UntilLetGo;
     std::unique_lock lock(m_shared->mutex);
-    if (m_shared->interrupted || m_shared->state != State::Open
-        || m_shared->served != m_shared->requested)
+    const auto isOver
+        = [this, insists] { return m_shared->letGo || (m_shared->interrupted && !insists); };
+    const bool driverWaits = m_shared->served != m_shared->requested;
+    if (isOver() || m_shared->state != State::Open || (driverWaits && !insists))
         return {};
     const quint64 request = ++m_shared->requested;
     m_shared->changed.notify_all();
     m_shared->changed.wait_for(lock, milliseconds(m_shared->options.readTimeoutMs),
-        [this, request] { return m_shared->interrupted || m_shared->served == request; });
-    return m_shared->served == request ? std::exchange(m_shared->frame, {}) : cv::Mat();
+        [&] { return isOver() || m_shared->served >= request; });
+    return m_shared->served >= request ? std::exchange(m_shared->frame, {}) : cv::Mat();
 }
 
 void CameraDevice::requestReopen()

@@ -48,14 +48,21 @@ public:
     /// Waits until the device is open, has failed or interrupt() was called; Opening: none of them
     /// within @p timeoutMs.
     [[nodiscard]] State waitOpened(int timeoutMs);
+    enum class Patience {
+        UntilInterrupted, ///< and not at all while an earlier read still waits for the driver
+        UntilLetGo,
+    };
     /// The next frame, BGR, continuous memory of its own. Empty when the device delivers none
-    /// within Options::readTimeoutMs, at once when an earlier read still waits for the driver.
-    [[nodiscard]] cv::Mat read();
+    /// within Options::readTimeoutMs.
+    [[nodiscard]] cv::Mat read(Patience patience = Patience::UntilInterrupted);
     /// Closes the device and opens it again, unless it delivers frames by then. Does not wait.
     void requestReopen();
-    /// Ends all waiting, now and later. Any thread, does not wait.
+    /// Ends the waiting for the device to open and for frames that nobody insists on, now and
+    /// later. Any thread, does not wait.
     void interrupt();
-    /// Lets the device go; waits no longer than a healthy device needs for that.
+    /// Ends all waiting; the device's thread closes the device. Any thread, does not wait.
+    void letGo();
+    /// The same, and waits as long as a healthy device needs for that.
     void close();
     [[nodiscard]] bool interrupted() const;
 

@@ -43,6 +43,9 @@ public:
 public slots:
     /// Ends the source's event loop; also before or while the thread starts. Any thread.
     virtual void requestStop();
+    /// The same for an owner that wants no more captures: also those it has asked for are dropped.
+    /// Any thread.
+    virtual void abandon() { requestStop(); }
     /// Sets the slide clock to 0. Any thread: the clock must start with the audio, not when the
     /// source's event loop next turns.
     void restartTimer();

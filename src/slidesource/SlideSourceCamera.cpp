@@ -30,6 +30,12 @@ void SlideSourceCamera::requestStop()
     SlideSource::requestStop();
 }
 
+void SlideSourceCamera::abandon()
+{
+    m_camera->letGo();
+    SlideSource::requestStop();
+}
+
 void SlideSourceCamera::run()
 {
     emit slidesFrozenChanged();
@@ -112,8 +118,11 @@ void SlideSourceCamera::captureSlide()
 void SlideSourceCamera::capture(bool forceNewSlide)
 {
     const qint64 time = currentSlideTime();
-    const cv::Mat frame = m_camera->read();
-    if (m_camera->interrupted())
+    // The operator wants the slide that was asked for, also when the recording is stopped
+    // meanwhile.
+    const cv::Mat frame = m_camera->read(forceNewSlide ? CameraDevice::Patience::UntilLetGo
+                                                       : CameraDevice::Patience::UntilInterrupted);
+    if (frame.empty() && m_camera->interrupted())
         return;
     noteRead(!frame.empty());
     const QList<SlideImage> slides{ SlideImage{

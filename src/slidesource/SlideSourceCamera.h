@@ -25,8 +25,10 @@ public:
     ~SlideSourceCamera() override;
 
 public slots:
-    /// Also while the device is being opened or hangs. Any thread, does not wait.
+    /// Also while the device is being opened or hangs. Any thread, does not wait. A forced capture
+    /// still gets its frame, if the device delivers one within a bounded time.
     void requestStop() override;
+    void abandon() override;
     /// Captures one frame, also while frozen; refused off the source thread.
     void captureSlide() override;
 

@@ -54,6 +54,9 @@ MainWindow::MainWindow(QObject* parent)
     connect(&m_presentationModel, &PresentationModel::presentationRecovered, this,
         &MainWindow::tellRecovery);
 
+    connect(RecorderSettings::instance(), &RecorderSettings::property_selectedSlideSourceChanged,
+        this, &MainWindow::slideSourceChanged);
+
     m_durationTimer.setInterval(DurationIntervalMs);
 }
 
@@ -182,6 +185,18 @@ void MainWindow::setQuitting()
     m_quitting = true;
     emit quittingChanged();
     setLoading(true);
+}
+
+SlidesSourceInfo MainWindow::slideSource() const
+{
+    return m_recordedSlideSource.isValid() ? m_recordedSlideSource
+                                           : RecorderSettings::instance()->selectedSlideSource();
+}
+
+void MainWindow::setRecordedSlideSource(const SlidesSourceInfo& source)
+{
+    m_recordedSlideSource = source;
+    emit slideSourceChanged();
 }
 
 void MainWindow::setLeftOutOfCapture(bool leftOut)
@@ -471,8 +486,20 @@ void MainWindow::restartPreview()
     m_previewHeld = false;
     if (m_quitting)
         return;
-    if (SlideSourcePreview* preview = findSlideSourcePreview())
+    SlideSourcePreview* preview = findSlideSourcePreview();
+    if (!preview)
+        return;
+    if (!preview->stopping()) {
         preview->restart();
+        return;
+    }
+    // Its stop is further up this stack, and it refuses until that has returned.
+    const auto type = Qt::ConnectionType(Qt::QueuedConnection | Qt::SingleShotConnection);
+    const auto retry = [this] {
+        if (!m_previewHeld && !m_isRecording)
+            restartPreview();
+    };
+    connect(preview, &SlideSourcePreview::stoppingChanged, this, retry, type);
 }
 
 /// A title that changes moves its row in the sorted list.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "recording/DiskMonitor.h"
+#include "slidesource/SlidesSourceInfo.h"
 #include "ui/PresentationModel.h"
 
 #include <QElapsedTimer>
@@ -70,6 +71,7 @@ class MainWindow : public QObject
     Q_PROPERTY(QList<QImage> standInFrames MEMBER m_standInFrames NOTIFY standInFramesChanged)
     Q_PROPERTY(
         QVariantList standInResolutions MEMBER m_standInResolutions NOTIFY standInFramesChanged)
+    Q_PROPERTY(SlidesSourceInfo slideSource READ slideSource NOTIFY slideSourceChanged)
     Q_PROPERTY(
         bool leftOutOfCapture MEMBER m_leftOutOfCapture NOTIFY property_leftOutOfCaptureChanged)
 
@@ -86,6 +88,9 @@ public:
     [[nodiscard]] bool isLoading() const { return m_isLoading; }
     [[nodiscard]] bool mouseListenerEnabled() const { return true; }
     [[nodiscard]] bool screenRecordingEnabled() const { return true; }
+
+    /// What is recorded, even if it has gone meanwhile; while nothing is, what would be.
+    [[nodiscard]] SlidesSourceInfo slideSource() const;
 
     /// The one window; null when the screens did not load.
     [[nodiscard]] QQuickWindow* window() const;
@@ -151,6 +156,7 @@ signals:
     void quittingChanged();
     void standInFramesChanged();
     void property_leftOutOfCaptureChanged();
+    void slideSourceChanged();
     void diskChanged();
 
 public slots:
@@ -185,6 +191,8 @@ public slots:
     void showStartFailed(const QString& message);
     /// Shows that the program is ending; the preview is not started again.
     void setQuitting();
+    /// Invalid: nothing is recorded.
+    void setRecordedSlideSource(const SlidesSourceInfo& source);
     /// Slides show what lies below the window, not the window.
     void setLeftOutOfCapture(bool leftOut);
 
@@ -231,6 +239,7 @@ private:
     bool m_diskExhausted = false;
     bool m_quitting = false;
     bool m_leftOutOfCapture = false;
+    SlidesSourceInfo m_recordedSlideSource;
     /// Pictures of the screens from when a start was requested; until the first slide is there.
     QList<QImage> m_standInFrames;
     QVariantList m_standInResolutions;

@@ -82,7 +82,7 @@ SlideSourcePreview::~SlideSourcePreview()
     m_refreshTimer->stop();
     delete m_pointerListener;
     if (m_source) {
-        m_source->requestStop();
+        m_source->abandon();
         m_source->wait(QDeadlineTimer(StopTimeoutMs));
         releaseSource();
     }
@@ -284,7 +284,7 @@ bool SlideSourcePreview::waitForSource(const QDeadlineTimer& deadline)
     connect(m_source, &QThread::finished, &loop, &QEventLoop::quit);
     if (!m_source->isRunning())
         return true;
-    m_source->requestStop();
+    m_source->abandon();
     QTimer::singleShot(int(deadline.remainingTime()), &loop, &QEventLoop::quit);
     loop.exec();
     if (!alive)

@@ -176,6 +176,27 @@ private slots:
         QCOMPARE(m_script->mostOpen, 1);
     }
 
+    /// A slide that was asked for is not lost by a stop while a slow camera delivers it.
+    void forcedSlideAtTheStop()
+    {
+        CameraDevice::defaultOptions().readTimeoutMs = 5000;
+        for (const bool abandoned : { false, true }) {
+            SourceProbe probe(m_info);
+            QVERIFY(probe.becomesReady());
+            m_script->readHangs = true;
+            QMetaObject::invokeMethod(
+                probe.source.get(), &SlideSource::captureSlide, Qt::QueuedConnection);
+            QTest::qWait(100);
+            abandoned ? probe.source->abandon() : probe.source->requestStop();
+            QTest::qWait(500);
+            QCOMPARE(probe.source->isFinished(), abandoned);
+            m_script->readHangs = false;
+            QTRY_VERIFY(probe.source->isFinished());
+            QTRY_COMPARE(probe.captures.size(), abandoned ? 0 : 1);
+            QVERIFY(abandoned || (probe.captures[0].forced && !probe.captures[0].image.isNull()));
+        }
+    }
+
     /// The slide clock follows the audio, also when the camera is ready only later.
     void slowOpening()
     {

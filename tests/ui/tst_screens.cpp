@@ -46,9 +46,13 @@ QList<QQuickItem*> usableControls(QQuickItem* item)
 
 const QString foreign = u"<img src='http://[::1]:9/'><b>foreign</b>"_s;
 std::atomic<bool> foreignSources = false;
+std::atomic<bool> cameraPlugged = false;
 
 QList<SlidesSourceInfo> listSources()
 {
+    const SlidesSourceInfo camera(true, SlidesSourceInfo::VideoInput, "c"_ba, 0, u"Camera"_s);
+    if (cameraPlugged)
+        return QList{ camera } + SlidesSourceInfo::availableSlideSources();
     if (!foreignSources)
         return SlidesSourceInfo::availableSlideSources();
     return { { true, SlidesSourceInfo::VideoInput, "camera", 99, foreign },
@@ -191,6 +195,31 @@ private slots:
         QVERIFY(opened.at(1).at(0).toString().endsWith("recording 1"_L1));
     }
 
+    void focusStaysOnItsChoice()
+    {
+        showPage(u"settings"_s);
+        QQuickItem* choices = m_fixture->item(u"slideSources"_s);
+        const auto focused = [this] {
+            const QQuickItem* item = m_fixture->window()->activeFocusItem();
+            return item ? item->property("text").toString() : QString();
+        };
+        const QString screens = RecorderSettings::instance()->selectedSlideSource().name();
+        const auto plug = [choices](bool plugged) {
+            const qsizetype count = choices->childItems().size();
+            cameraPlugged = plugged;
+            RecorderSettings::instance()->refreshAvailableSlideSources();
+            QTRY_VERIFY(choices->childItems().size() != count);
+        };
+        choices->childItems().first()->forceActiveFocus(Qt::TabFocusReason);
+        QCOMPARE(focused(), screens);
+        plug(true);
+        QCOMPARE(focused(), screens);
+        QTest::keyClick(m_fixture->window(), Qt::Key_Tab, Qt::ShiftModifier);
+        QCOMPARE(focused(), u"Camera"_s);
+        plug(false);
+        QTRY_COMPARE(focused(), screens);
+    }
+
     void lettersInPlaceOfNumbers()
     {
         LiveStreamSettings::instance()->setVMixApiPollInterval(2500);
@@ -217,7 +246,8 @@ private slots:
         const QQuickItem* label = m_fixture->item(u"errorLabel"_s);
         QCOMPARE(label->property("text").toString(), u"first <b>error</b>\nsecond"_s);
         for (int i = 0; i < 30; ++i)
-            emit facade.errorMessage(u"a message that is so long that it wraps, "_s.repeated(5));
+            emit facade.errorMessage(
+                u"a message that is so long that it wraps, "_s.repeated(5) + QString::number(i));
         emit facade.errorMessage(u"newest"_s);
         m_fixture->settle();
         // The newest is in sight, and the buttons are still below.
@@ -226,6 +256,14 @@ private slots:
         const qreal bottomOfLog = errors->mapToScene({ 0, errors->height() }).y();
         QVERIFY(bottomOfText <= bottomOfLog && bottomOfText > bottomOfLog - 20);
         QVERIFY(m_fixture->item(u"stopRecording"_s)->mapToScene({}).y() > bottomOfLog);
+        m_fixture->item(u"errorScroll"_s)->forceActiveFocus(Qt::TabFocusReason);
+        QTest::keyClick(m_fixture->window(), Qt::Key_Home);
+        QTest::keyClick(m_fixture->window(), Qt::Key_Down);
+        const qreal above = errors->mapToScene({}).y() - label->mapToScene({}).y();
+        QVERIFY2(above > 0 && above <= 13, qPrintable(QString::number(above)));
+        emit facade.errorMessage(u"newer"_s); // wants to be seen
+        m_fixture->settle();
+        QVERIFY(label->mapToScene({ 0, label->height() }).y() <= bottomOfLog);
         facade.setRecording(false);
         QVERIFY(label->property("text").toString().isEmpty());
     }

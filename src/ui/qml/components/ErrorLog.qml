@@ -34,6 +34,11 @@ Rectangle {
     Flickable {
         id: flickable
 
+        function scroll(distance) {
+            contentY = Math.max(0, Math.min(contentHeight - height, contentY + distance))
+        }
+
+        activeFocusOnTab: contentHeight > height
         anchors.fill: parent
         anchors.leftMargin: Theme.unit
         anchors.margins: Theme.unit / 2
@@ -41,8 +46,23 @@ Rectangle {
         boundsBehavior: Flickable.StopAtBounds
         clip: true
         contentHeight: label.height
-        contentY: Math.max(0, contentHeight - height)
+        objectName: "errorScroll"
 
+        // No binding of contentY: it would end with the first key.
+        onContentHeightChanged: scroll(contentHeight)
+        onHeightChanged: scroll(contentHeight)
+
+        Accessible.name: qsTr("Messages")
+        Accessible.role: Accessible.Pane
+        Keys.onDownPressed: scroll(label.lineHeight)
+        Keys.onUpPressed: scroll(-label.lineHeight)
+        Keys.onPressed: event => {
+            const page = { [Qt.Key_PageDown]: height, [Qt.Key_PageUp]: -height,
+                           [Qt.Key_Home]: -contentHeight, [Qt.Key_End]: contentHeight }[event.key]
+            event.accepted = page !== undefined
+            if (event.accepted)
+                scroll(page)
+        }
         T.ScrollBar.vertical: MyScrollBar {}
 
         MyLabel {
@@ -60,6 +80,13 @@ Rectangle {
 
             Accessible.role: Accessible.AlertMessage
         }
+    }
+    Rectangle {
+        anchors.fill: parent
+        border.color: Theme.focusOnDark
+        border.width: Theme.focusRing
+        color: "transparent"
+        visible: flickable.activeFocus
     }
     MyButton {
         id: dismiss

@@ -70,7 +70,7 @@ Rectangle {
             StatusLine {
                 horizontalAlignment: Text.AlignHCenter
                 name: qsTr("Slides source: ")
-                value: recorderSettings.selectedSlideSource.name()
+                value: mainWindow.slideSource.name()
                 width: parent.width
             }
             StatusLine {

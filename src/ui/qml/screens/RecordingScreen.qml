@@ -12,7 +12,7 @@ Rectangle {
     id: screen
 
     property var slides: []
-    readonly property bool showsScreens: recorderSettings.selectedSlideSource.type() === 2
+    readonly property bool showsScreens: mainWindow.slideSource.type() === 2
 
     color: Colors.bgDark
 
@@ -200,7 +200,7 @@ Rectangle {
                     Layout.fillWidth: true
                     Layout.preferredWidth: 1
                     name: qsTr("Slides source: ")
-                    value: recorderSettings.selectedSlideSource.name()
+                    value: mainWindow.slideSource.name()
                 }
                 StatusLine {
                     Layout.fillWidth: true

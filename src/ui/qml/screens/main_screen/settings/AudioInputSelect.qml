@@ -8,21 +8,11 @@ Column {
     SectionHeading {
         text: qsTr("Audio input")
     }
-    Column {
+    ChoiceList {
+        model: recorderSettings.availableAudioInputs
+        selected: recorderSettings.selectedAudioInput
         width: parent.width
-
-        Repeater {
-            model: recorderSettings.availableAudioInputs
-
-            MyRadioButton {
-                required property var modelData
-
-                checked: modelData.sameAs(recorderSettings.selectedAudioInput)
-                text: modelData.name()
-                width: parent.width
-                onClicked: recorderSettings.selectedAudioInput = modelData
-            }
-        }
+        onChosen: choice => recorderSettings.selectedAudioInput = choice
     }
     Note {
         text: qsTr("No audio input was found. Connect a microphone; it appears here within a second.")

@@ -15,22 +15,12 @@ Column {
     SectionHeading {
         text: qsTr("Slide source")
     }
-    Column {
+    ChoiceList {
+        model: recorderSettings.availableSlideSources
+        objectName: "slideSources"
+        selected: recorderSettings.selectedSlideSource
         width: parent.width
-
-        Repeater {
-            model: recorderSettings.availableSlideSources
-
-            MyRadioButton {
-                required property var modelData
-
-                checked: modelData.sameAs(recorderSettings.selectedSlideSource)
-                enabled: modelData.enabled()
-                text: modelData.name()
-                width: parent.width
-                onClicked: recorderSettings.selectedSlideSource = modelData
-            }
-        }
+        onChosen: choice => recorderSettings.selectedSlideSource = choice
     }
 
     SectionHeading {
