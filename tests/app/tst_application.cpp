@@ -13,6 +13,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTime>
+#include <QTimer>
 
 using namespace Qt::StringLiterals;
 
@@ -56,6 +57,8 @@ private slots:
         QVERIFY(file.open(QIODevice::WriteOnly));
         QTest::newRow("work directory is gone")
             << m_dir.filePath(u"gone"_s) << 2 << u"does not exist"_s;
+        QTest::newRow("while the preview starts again")
+            << m_dir.filePath(u"gone"_s) << 2 << u"does not exist"_s;
         QTest::newRow("work directory cannot be written")
             << u"/proc"_s << 2
             << u"no folder for it could be made in "_s + QDir::toNativeSeparators(u"/proc"_s);
@@ -73,7 +76,10 @@ private slots:
             RecorderSettings::instance()->setSelectedSlideSource(SlidesSourceInfo(
                 true, SlidesSourceInfo::SlideSourceType(sourceType), "odd"_ba, 0, u"Odd"_s));
         QSignalSpy errors(m_window, &MainWindow::errorMessage);
-        m_window->qml_startRecording();
+        QTimer::singleShot(0, m_window, &MainWindow::qml_startRecording);
+        if (QByteArray(QTest::currentDataTag()).startsWith("while"))
+            m_window->findSlideSourcePreview()->restart(); // the button works meanwhile
+        QTRY_COMPARE(errors.size(), 1);
         QTRY_VERIFY(!m_window->isLoading());
         QVERIFY(!m_window->isRecording());
         QCOMPARE(errors.size(), 1);
