@@ -1,13 +1,23 @@
+// The whole program in one process, on a virtual desktop: starts that come to nothing, and whether
+// the system is kept awake from the start of a recording to its end, as the services of a desktop
+// see it; they are played here, on a message bus of their own.
 #include "app/Application.h"
+#include "app/SystemHold.h"
 #include "harness/IsolatedSettings.h"
 #include "settings/RecorderSettings.h"
 #include "slidesource/SlideImage.h"
 #include "ui/MainWindow.h"
 #include "ui/SlideSourcePreview.h"
 
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDBusMessage>
+#include <QDBusUnixFileDescriptor>
+#include <QDBusVirtualObject>
 #include <QDir>
-#include <QFile>
-#include <QFileInfo>
+#include <QElapsedTimer>
+#include <QLocalServer>
+#include <QProcess>
 #include <QQuickWindow>
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -15,10 +25,56 @@
 #include <QTime>
 #include <QTimer>
 
+#include <poll.h>
+#include <unistd.h>
+
+#include <X11/Xlib.h>
+#include <X11/extensions/scrnsaver.h>
+
 using namespace Qt::StringLiterals;
 
-// The whole program in one process, on a virtual desktop: what the operator sees of a start that
-// comes to nothing, and of the end.
+namespace {
+
+/// The login service hands out a pipe's end, and is held while somebody has it open; the screen
+/// saver is held while whoever asked is on the bus.
+class DesktopServices : public QDBusVirtualObject
+{
+public:
+    QVariantList askedForLogin;
+
+    [[nodiscard]] int held(const QDBusConnection& bus) const
+    {
+        pollfd end{ m_pipe, POLLIN, 0 };
+        const bool isLoginHeld = m_pipe >= 0 && poll(&end, 1, 0) == 0;
+        return int(isLoginHeld) + int(bus.interface()->isServiceRegistered(m_screenSaverOwner));
+    }
+
+    QString introspect(const QString&) const override { return {}; }
+    bool handleMessage(const QDBusMessage& message, const QDBusConnection& bus) override
+    {
+        if (message.member() != "Inhibit"_L1)
+            return false;
+        if (message.interface() == "org.freedesktop.ScreenSaver"_L1) {
+            m_screenSaverOwner = message.service();
+            return bus.send(message.createReply(1U));
+        }
+        askedForLogin = message.arguments();
+        int ends[2];
+        if (pipe(ends) != 0)
+            return false;
+        m_pipe = ends[0];
+        const QDBusUnixFileDescriptor descriptor(ends[1]); // a copy
+        close(ends[1]);
+        return bus.send(message.createReply(QVariant::fromValue(descriptor)));
+    }
+
+private:
+    int m_pipe = -1;
+    QString m_screenSaverOwner;
+};
+
+} // namespace
+
 class TestApplication : public QObject
 {
     Q_OBJECT
@@ -26,8 +82,17 @@ class TestApplication : public QObject
 private slots:
     void initTestCase()
     {
-        QCoreApplication::setOrganizationName(u"PodiumcastTest"_s);
-        QCoreApplication::setApplicationName(u"tst_application"_s);
+        m_busProcess.start(u"dbus-daemon"_s,
+            { u"--session"_s, u"--nofork"_s, u"--print-address"_s,
+                u"--address=unix:dir=%1"_s.arg(m_dir.path()) });
+        QTRY_VERIFY2(m_busProcess.canReadLine(), "no dbus-daemon");
+        const QByteArray address = m_busProcess.readLine().trimmed();
+        setBus(address);
+        m_bus = QDBusConnection::connectToBus(QString::fromUtf8(address), u"services"_s);
+        QVERIFY(m_bus.registerVirtualObject(u"/"_s, &m_services, QDBusConnection::SubPath));
+        QVERIFY(m_bus.registerService(u"org.freedesktop.login1"_s));
+        QVERIFY(m_bus.registerService(u"org.freedesktop.ScreenSaver"_s));
+
         QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
         qRegisterMetaType<QList<SlideImage>>("QList<SlideImage>");
         qputenv("PODIUMCAST_WORK_DIR", m_dir.path().toUtf8());
@@ -47,34 +112,60 @@ private slots:
         QTRY_VERIFY(QTime::currentTime().second() != before.second());
     }
 
+    void awakeFromStartToStopped()
+    {
+        const std::unique_ptr<Display, int (*)(Display*)> display(
+            XOpenDisplay(nullptr), XCloseDisplay);
+        XSetScreenSaver(display.get(), 1, 0, PreferBlanking, DefaultExposures);
+        const auto isBlank = [&display] {
+            XScreenSaverInfo info;
+            XScreenSaverQueryInfo(display.get(), DefaultRootWindow(display.get()), &info);
+            return info.state == ScreenSaverOn;
+        };
+        QTRY_VERIFY(isBlank());
+        XForceScreenSaver(display.get(), ScreenSaverReset);
+
+        m_window->qml_startRecording();
+        QTRY_VERIFY(m_window->isRecording());
+        QTRY_COMPARE(m_services.held(m_bus), 2);
+        const QVariantList asked{ u"sleep:idle"_s, u"Podiumcast Recorder"_s,
+            u"A recording is running."_s, u"block"_s };
+        QCOMPARE(m_services.askedForLogin, asked);
+        QTest::qWait(2500); // more than the screen saver waits
+        QVERIFY(!isBlank());
+        QCOMPARE(m_services.held(m_bus), 2);
+
+        m_window->qml_stopRecording();
+        QTRY_VERIFY(!m_window->isRecording());
+        QTRY_COMPARE(m_services.held(m_bus), 0);
+        QTRY_VERIFY(isBlank());
+    }
+
     void startThatFails_data()
     {
         QTest::addColumn<QString>("workDir");
-        QTest::addColumn<int>("sourceType");
+        QTest::addColumn<bool>("oddSource");
         QTest::addColumn<QString>("words");
-
-        QFile file(m_dir.filePath(u"file"_s));
-        QVERIFY(file.open(QIODevice::WriteOnly));
         QTest::newRow("work directory is gone")
-            << m_dir.filePath(u"gone"_s) << 2 << u"does not exist"_s;
+            << m_dir.filePath(u"gone"_s) << false << u"does not exist"_s;
         QTest::newRow("while the preview starts again")
-            << m_dir.filePath(u"gone"_s) << 2 << u"does not exist"_s;
+            << m_dir.filePath(u"gone"_s) << false << u"does not exist"_s;
         QTest::newRow("work directory cannot be written")
-            << u"/proc"_s << 2
-            << u"no folder for it could be made in "_s + QDir::toNativeSeparators(u"/proc"_s);
+            << u"/proc"_s << false << u"no folder for it could be made in /proc"_s;
         QTest::newRow("no such slide source")
-            << m_dir.path() << 1 << u"slide source \"Odd\" cannot be used"_s;
+            << m_dir.path() << true << u"slide source \"Odd\" cannot be used"_s;
     }
 
     void startThatFails()
     {
         QFETCH(QString, workDir);
-        QFETCH(int, sourceType);
+        QFETCH(bool, oddSource);
         QFETCH(QString, words);
         setWorkDir(workDir);
-        if (sourceType != m_screens.type())
+        if (oddSource)
             RecorderSettings::instance()->setSelectedSlideSource(SlidesSourceInfo(
-                true, SlidesSourceInfo::SlideSourceType(sourceType), "odd"_ba, 0, u"Odd"_s));
+                true, SlidesSourceInfo::SlideSourceType(1), "odd"_ba, 0, u"Odd"_s));
+        m_services.askedForLogin.clear();
         QSignalSpy errors(m_window, &MainWindow::errorMessage);
         QTimer::singleShot(0, m_window, &MainWindow::qml_startRecording);
         if (QByteArray(QTest::currentDataTag()).startsWith("while"))
@@ -85,9 +176,28 @@ private slots:
         QCOMPARE(errors.size(), 1);
         QVERIFY2(errors.first().first().toString().contains(words),
             qPrintable(errors.first().first().toString()));
+        QTRY_VERIFY(!oddSource || !m_services.askedForLogin.isEmpty());
+        QTRY_COMPARE(m_services.held(m_bus), 0);
         RecorderSettings::instance()->setSelectedSlideSource(m_screens);
         // The start gave the screens away; the preview has them back.
         QTRY_VERIFY(!m_window->findSlideSourcePreview()->property("loading").toBool());
+    }
+
+    /// The last one: from here on the bus is deaf.
+    void busThatDoesNotAnswer()
+    {
+        QLocalServer deaf; // what connects waits in its queue
+        QVERIFY(deaf.listen(m_dir.filePath(u"deaf"_s)));
+        setBus("unix:path=" + m_dir.filePath(u"deaf"_s).toUtf8());
+        QElapsedTimer timer;
+        timer.start();
+        {
+            SystemHold hold;
+            hold.begin(nullptr, u"A test is running."_s);
+            hold.end();
+            hold.begin(nullptr, u"A test is running."_s);
+        }
+        QVERIFY(timer.elapsed() < 1000);
     }
 
 private:
@@ -95,8 +205,16 @@ private:
     {
         QCoreApplication::instance()->setProperty("workDir", path);
     }
+    static void setBus(const QByteArray& address)
+    {
+        qputenv("DBUS_SYSTEM_BUS_ADDRESS", address);
+        qputenv("DBUS_SESSION_BUS_ADDRESS", address);
+    }
 
     QTemporaryDir m_dir;
+    QProcess m_busProcess;
+    QDBusConnection m_bus{ u"services"_s };
+    DesktopServices m_services;
     Application* m_application = nullptr;
     MainWindow* m_window = nullptr;
     SlidesSourceInfo m_screens;

@@ -20,14 +20,10 @@ private slots:
         QTest::addColumn<QString>("expected");
 
         const QString launcher = u"PodiumcastRecorderLauncher.exe"_s;
-        QTest::newRow("beside the program")
-            << u"bin"_s << launcher << QString() << u"bin/Presentations"_s;
         QTest::newRow("beside the launcher")
             << u"RecorderAPP"_s << launcher << QString() << u"Presentations"_s;
         QTest::newRow("no directory can be made")
             << u"bin"_s << u"bin/Presentations"_s << QString() << u"bin"_s;
-        QTest::newRow("the environment comes first")
-            << u"recorderapp"_s << launcher << u"my talks/2026"_s << u"my talks/2026"_s;
         QTest::newRow("the environment comes first, also where it cannot be made")
             << u"bin"_s << u"my talks"_s << u"my talks/2026"_s << u"my talks/2026"_s;
     }

@@ -9,6 +9,7 @@
 #include <QFileInfo>
 #include <QGuiApplication>
 #include <QProcess>
+#include <QTemporaryFile>
 
 #include <memory>
 
@@ -65,11 +66,23 @@ class TestAudioRecorder : public QObject
 
 private slots:
     void init() { QVERIFY(selectInput(u"VirtMic"_s)); }
+    void lengthsBeyond4GiB();
     void startsWithoutInputButNotWithoutFile();
     void stopsInEveryState();
     void reportsTroubleOnce_data();
     void reportsTroubleOnce();
 };
+
+/// Three hours of stereo; shorter ones are the fuzzers'.
+void TestAudioRecorder::lengthsBeyond4GiB()
+{
+    QTemporaryFile file;
+    QVERIFY(file.open() && file.resize(0x1'0000'0100)); // sparse
+    QVERIFY(WavFileHeader().writeLengths(&file) && file.size() == 0x1'0000'0100);
+    QVERIFY(file.seek(0));
+    const QByteArray header = file.read(44);
+    QCOMPARE(header.mid(4, 4).toHex() + header.mid(40).toHex(), "f8000000d4000000"_ba);
+}
 
 void TestAudioRecorder::startsWithoutInputButNotWithoutFile()
 {

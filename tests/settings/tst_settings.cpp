@@ -27,7 +27,6 @@ private slots:
         QTest::addColumn<QString>("loaded");
 
         const QString defaults = u"true 1920 5000 http://127.0.0.1:8088/api/"_s;
-        QTest::newRow("fresh") << QByteArray() << defaults;
         QTest::newRow("other values")
             << "[recorderSettings]\nuseNativeSlideSourceResolution=false\nslideWidth=1280\n"
                "[liveStreamSettings]\nvMixApiPollInterval=250\nvMixApiEndpoint=http://a/b\n"_ba

@@ -5,7 +5,6 @@
 #include <QGuiApplication>
 #include <QProcess>
 #include <QScreen>
-#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
@@ -29,13 +28,6 @@ void xsetroot(const QString& arguments)
     QCOMPARE(QProcess::execute(u"xsetroot"_s, arguments.split(u' ')), 0);
 }
 
-class TestedSource : public SlideSourceScreenInterval
-{
-public:
-    using SlideSourceScreenInterval::qImageToCvMat;
-    using SlideSourceScreenInterval::SlideSourceScreenInterval;
-};
-
 } // namespace
 
 class SlideSourceScreenIntervalTest : public QObject
@@ -50,7 +42,6 @@ private slots:
     void desktopsOfOtherKinds();
     void frozenAndForced();
     void monitorsComeAndGoDuringCapture();
-    void conversion();
 
 private:
     bool m_sharesMemory = true; ///< with the X server
@@ -212,26 +203,6 @@ void SlideSourceScreenIntervalTest::monitorsComeAndGoDuringCapture()
             QTRY_COMPARE(QGuiApplication::screens().size(), count);
             QTRY_COMPARE(screens, count);
         }
-    }
-}
-
-void SlideSourceScreenIntervalTest::conversion()
-{
-    const std::pair<QImage::Format, int> formats[] = { { QImage::Format_RGB32, 3 },
-        { QImage::Format_RGB888, 3 }, { QImage::Format_ARGB32, 0 }, // 0: empty
-        { QImage::Format_RGB16, 4 }, { QImage::Format_Invalid, 0 } };
-    for (const auto& [format, channels] : formats) {
-        TestedSource source(ScreenInfo);
-        QSignalSpy captureError(&source, &SlideSource::captureError);
-        QImage image(7, 3, format); // odd: lines are padded
-        image.fill(Qt::black);
-        if (!image.isNull())
-            image.setPixelColor(6, 2, Qt::red);
-        const std::unique_ptr<cv::Mat> mat(source.qImageToCvMat(image));
-        QCOMPARE(mat->empty() ? 0 : mat->channels(), channels);
-        QCOMPARE(captureError.size(), channels == 4 ? 1 : 0); // told, and recorded all the same
-        if (channels > 0)
-            QVERIFY(mat->ptr(2, 6)[2] == 255 && mat->ptr(2, 6)[1] == 0 && mat->ptr(0, 0)[2] == 0);
     }
 }
 

@@ -56,12 +56,6 @@ private slots:
             QVERIFY2(!facade.qml_openLink(facade.qml_presentationUrl(id, page)), qPrintable(id));
     }
 
-    void durationIsPaddedAndDoesNotWrap()
-    {
-        QCOMPARE(MainWindow::durationString(307123), u"00:05:07.123"_s);
-        QCOMPARE(MainWindow::durationString(360061001), u"100:01:01.001"_s);
-    }
-
 private:
     QList<QUrl> m_openedUrls;
 };

@@ -1,6 +1,8 @@
 #include "web/LiveFixture.h"
 #include "web/ReplyLimits.h"
+#include "web/StreamReply.h"
 
+#include <QJsonDocument>
 #include <QPointer>
 #include <QSslConfiguration>
 
@@ -38,6 +40,7 @@ private slots:
     void everyRequestEndsOnce_data();
     void everyRequestEndsOnce();
     void untrustedCertificateIsRefused();
+    void oddRepliesAreEmpty();
 
 private:
     std::unique_ptr<LiveFixture> m_live;
@@ -151,6 +154,23 @@ void TestWebApi::untrustedCertificateIsRefused()
             QNetworkReply::SslHandshakeFailedError);
     }
     QCOMPARE(m_live->service->requests().size(), 0); // not a byte of the login left
+}
+
+void TestWebApi::oddRepliesAreEmpty()
+{
+    for (const QByteArray& json : { R"({"x":0})"_ba, R"({"presentation":[1],"upload":{"bucket":7,
+        "prefix":null,"credentials":"none"},"presentation_stream":{"id":"5","app_start":{},
+        "current_slide_version":1.5}})"_ba }) {
+        const StreamReply reply = StreamReply::read(QJsonDocument::fromJson(json).object());
+        const LiveStreamUploaderConfig& uploader = reply.uploader;
+        QCOMPARE(reply.presentationTitle + uploader.presentationId + uploader.bucket
+                + uploader.prefix + uploader.accessKeyId + uploader.secretAccessKey
+                + uploader.sessionToken,
+            QString());
+        QCOMPARE(uploader.presentationStreamId + uploader.presentationStreamStart
+                + uploader.presentationStreamVersion,
+            0);
+    }
 }
 
 QTEST_GUILESS_MAIN(TestWebApi)

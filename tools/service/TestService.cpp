@@ -176,8 +176,6 @@ HttpTestServer::Answer TestService::login(Request& request)
 
 HttpTestServer::Answer TestService::createStream(Request& request)
 {
-    if (!m_createReply.isEmpty())
-        return jsonAnswer(m_createReply);
     const QJsonObject asked = request.json.value("presentation_stream"_L1).toObject();
     QString id = asked.value("presentation_id"_L1).toString();
     if (asked.value("connect_to_existing_live_stream"_L1).toBool()) {

@@ -34,8 +34,6 @@ public:
 
     /// Adds an existing stream, for recordings that join one; its next version is @p version.
     void addStream(const QString& presentationId, const QString& title, int version);
-    /// Answers create requests with @p reply instead; an empty one restores the real answer.
-    void setCreateReply(const QJsonObject& reply) { m_createReply = reply; }
 
 protected:
     Answer answer(Request& request) override;
@@ -57,7 +55,6 @@ private:
     Account m_account;
     QMap<QString, Stream> m_streams;
     QString m_latestPresentation;
-    QJsonObject m_createReply;
 };
 
 /// The HTTP interface of a video switcher: one XML document, which counts its readers.
