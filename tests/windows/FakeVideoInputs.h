@@ -24,18 +24,28 @@ struct List
 
 inline int alive = 0; ///< objects that somebody holds a reference to
 
-template <typename Interface> class Object : public Interface
+/// The factory, the list, its enumerator, a device or its properties: what a caller was handed.
+class Object : public IClassFactory,
+               public ICreateDevEnum,
+               public IEnumMoniker,
+               public IMoniker,
+               public IPropertyBag
 {
 public:
-    Object() { ++alive; }
+    explicit Object(const List& list, size_t device = 0)
+        : m_list(list)
+        , m_device(device)
+    {
+        ++alive;
+    }
     virtual ~Object() { --alive; }
     Object(const Object&) = delete;
     Object& operator=(const Object&) = delete;
 
-    HRESULT WINAPI QueryInterface(REFIID, void** object) override
+    HRESULT WINAPI QueryInterface(REFIID, void** object) override // asked of the factory only
     {
         AddRef();
-        *object = static_cast<Interface*>(this);
+        *object = static_cast<IClassFactory*>(this);
         return S_OK;
     }
     ULONG WINAPI AddRef() override { return ++m_references; }
@@ -47,47 +57,51 @@ public:
         return left;
     }
 
-private:
-    ULONG m_references = 1; // whoever made it
-};
-
-class Bag : public Object<IPropertyBag>
-{
-public:
-    explicit Bag(const Properties& properties)
-        : m_properties(properties)
+    HRESULT WINAPI CreateInstance(IUnknown*, REFIID, void** object) override
     {
+        *object = static_cast<ICreateDevEnum*>(new Object(m_list));
+        return S_OK;
+    }
+    HRESULT WINAPI CreateClassEnumerator(
+        REFCLSID category, IEnumMoniker** enumerator, DWORD) override
+    {
+        *enumerator = nullptr;
+        if (m_list.categoryResult != S_OK || category != CLSID_VideoInputDeviceCategory)
+            return m_list.categoryResult;
+        *enumerator = new Object(m_list);
+        return S_OK;
+    }
+    HRESULT WINAPI Next(ULONG, IMoniker** moniker, ULONG*) override
+    {
+        if (m_device == m_list.devices.size())
+            return S_FALSE;
+        *moniker = new Object(m_list, m_device++);
+        return S_OK;
+    }
+    HRESULT WINAPI BindToStorage(IBindCtx*, IMoniker*, REFIID, void** storage) override
+    {
+        if (!m_list.devices[m_device])
+            return MK_E_NOSTORAGE;
+        *storage = static_cast<IPropertyBag*>(new Object(m_list, m_device));
+        return S_OK;
     }
     HRESULT WINAPI Read(LPCOLESTR name, VARIANT* value, IErrorLog*) override
     {
-        const auto found = m_properties.constFind(QString::fromWCharArray(name));
-        if (found == m_properties.constEnd())
+        const Properties& properties = *m_list.devices[m_device];
+        const auto found = properties.constFind(QString::fromWCharArray(name));
+        if (found == properties.constEnd())
             return HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND);
         value->vt = VT_BSTR;
         value->bstrVal = SysAllocString(found->toStdWString().c_str());
         return S_OK;
     }
-    HRESULT WINAPI Write(LPCOLESTR, VARIANT*) override { return E_NOTIMPL; }
 
-private:
-    const Properties m_properties;
-};
-
-class Moniker : public Object<IMoniker>
-{
-public:
-    explicit Moniker(const std::optional<Properties>& properties)
-        : m_properties(properties)
-    {
-    }
-    HRESULT WINAPI BindToStorage(IBindCtx*, IMoniker*, REFIID, void** storage) override
-    {
-        if (!m_properties)
-            return MK_E_NOSTORAGE;
-        *storage = static_cast<IPropertyBag*>(new Bag(*m_properties));
-        return S_OK;
-    }
     // clang-format off
+    HRESULT WINAPI LockServer(WINBOOL) override { return S_OK; }
+    HRESULT WINAPI Skip(ULONG) override { return E_NOTIMPL; }
+    HRESULT WINAPI Reset() override { return E_NOTIMPL; }
+    HRESULT WINAPI Clone(IEnumMoniker**) override { return E_NOTIMPL; }
+    HRESULT WINAPI Write(LPCOLESTR, VARIANT*) override { return E_NOTIMPL; }
     HRESULT WINAPI GetClassID(CLSID*) override { return E_NOTIMPL; }
     HRESULT WINAPI IsDirty() override { return E_NOTIMPL; }
     HRESULT WINAPI Load(IStream*) override { return E_NOTIMPL; }
@@ -110,69 +124,9 @@ public:
     // clang-format on
 
 private:
-    const std::optional<Properties> m_properties;
-};
-
-class Enumerator : public Object<IEnumMoniker>
-{
-public:
-    explicit Enumerator(const List& list)
-        : m_list(list)
-    {
-    }
-    HRESULT WINAPI Next(ULONG, IMoniker** moniker, ULONG*) override
-    {
-        if (m_next == m_list.devices.size())
-            return S_FALSE;
-        *moniker = new Moniker(m_list.devices[m_next++]);
-        return S_OK;
-    }
-    HRESULT WINAPI Skip(ULONG) override { return E_NOTIMPL; }
-    HRESULT WINAPI Reset() override { return E_NOTIMPL; }
-    HRESULT WINAPI Clone(IEnumMoniker**) override { return E_NOTIMPL; }
-
-private:
+    ULONG m_references = 1; // whoever made it
     const List m_list;
-    size_t m_next = 0;
-};
-
-class Devices : public Object<ICreateDevEnum>
-{
-public:
-    explicit Devices(const List& list)
-        : m_list(list)
-    {
-    }
-    HRESULT WINAPI CreateClassEnumerator(
-        REFCLSID category, IEnumMoniker** enumerator, DWORD) override
-    {
-        *enumerator = nullptr;
-        if (m_list.categoryResult != S_OK || category != CLSID_VideoInputDeviceCategory)
-            return m_list.categoryResult;
-        *enumerator = new Enumerator(m_list);
-        return S_OK;
-    }
-
-private:
-    const List m_list;
-};
-
-class Factory : public Object<IClassFactory>
-{
-public:
-    explicit Factory(const List& list)
-        : m_list(list)
-    {
-    }
-    HRESULT WINAPI CreateInstance(IUnknown*, REFIID, void** object) override
-    {
-        *object = static_cast<ICreateDevEnum*>(new Devices(m_list));
-        return S_OK;
-    }
-    HRESULT WINAPI LockServer(WINBOOL) override { return S_OK; }
-
-private:
-    const List m_list;
+    size_t m_device; ///< the next one, for an enumerator
 };
 
 /// The list stands in while this lives.
@@ -181,7 +135,7 @@ class Scope
 public:
     explicit Scope(const List& list)
     {
-        auto* factory = new Factory(list);
+        IClassFactory* factory = new Object(list);
         CoRegisterClassObject(
             CLSID_SystemDeviceEnum, factory, CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE, &m_cookie);
         factory->Release();

@@ -1,19 +1,16 @@
-// What only Windows does: the pointer with events of another process, the listing of cameras, the
-// registry's settings and the entry point.
+// What only Windows does: the pointer with events of another process, the listing of cameras and
+// the entry point.
 #include "FakeVideoInputs.h"
 #include "app/SystemHold.h"
 #include "recorders/MouseListenerPrivateWindows.h"
 #include "recorders/MouseRecorder.h"
 #include "recorders/TestRecording.h"
-#include "settings/LiveStreamSettings.h"
-#include "settings/RecorderSettings.h"
 #include "slidesource/SlidesSourceInfo.h"
 
 #include <QGuiApplication>
 #include <QPoint>
 #include <QProcess>
 #include <QRegularExpression>
-#include <QSettings>
 #include <QSignalSpy>
 #include <QTest>
 #include <QThread>
@@ -160,7 +157,6 @@ private slots:
     void listsCameras_data();
     void listsCameras();
     void staysAwake();
-    void settingsInTheRegistry();
     void entryPoint_data();
     void entryPoint();
 };
@@ -302,51 +298,6 @@ void TestWindows::listsCameras()
     QTest::failOnWarning(QRegularExpression(u"SlidesSourceInfo"_s));
     QTEST(listedOnThread(COINIT_APARTMENTTHREADED, &list), "expected");
     QCOMPARE(FakeVideoInputs::alive, 0);
-}
-
-/// What the program stores it reads again; where something else lies there, it has its
-/// defaults.
-void TestWindows::settingsInTheRegistry()
-{
-    const wchar_t* const organisation = L"Software\\PodiumcastTest";
-    QCoreApplication::setOrganizationName(u"PodiumcastTest"_s);
-    QCoreApplication::setApplicationName(u"tst_windows"_s);
-    RegDeleteTreeW(HKEY_CURRENT_USER, organisation);
-    RecorderSettings* recorder = RecorderSettings::instance();
-    LiveStreamSettings* live = LiveStreamSettings::instance();
-    const auto change = [&](bool native, int width, int interval, const QString& endpoint) {
-        recorder->setUseNativeSlideSourceResolution(native);
-        recorder->setSlideWidth(width);
-        live->setVMixApiPollInterval(interval);
-        live->setVMixApiEndpoint(endpoint);
-    };
-    const auto loaded = [&] {
-        recorder->load();
-        live->load();
-        return u"%1 %2 %3 %4"_s.arg(recorder->useNativeSlideSourceResolution())
-            .arg(recorder->slideWidth())
-            .arg(live->vMixApiPollInterval())
-            .arg(live->vMixApiEndpoint());
-    };
-    change(false, 1280, 250, u"http://ä/教"_s);
-    QTRY_COMPARE(QSettings().value(u"recorderSettings/slideWidth"_s).toInt(), 1280);
-    recorder->blockSignals(true);
-    live->blockSignals(true);
-    change(true, 1, 1, {}); // and nothing is stored
-    recorder->blockSignals(false);
-    live->blockSignals(false);
-    QCOMPARE(loaded(), u"0 1280 250 http://ä/教"_s);
-
-    const std::wstring key = std::wstring(organisation) + L"\\tst_windows\\";
-    for (const auto& [group, name] : { std::pair(L"recorderSettings", L"slideWidth"),
-             std::pair(L"recorderSettings", L"useNativeSlideSourceResolution"),
-             std::pair(L"liveStreamSettings", L"vMixApiPollInterval") })
-        QCOMPARE(RegSetKeyValueW(
-                     HKEY_CURRENT_USER, (key + group).c_str(), name, REG_BINARY, "\1\2\3", 3),
-            ERROR_SUCCESS);
-    QCOMPARE(loaded(), u"1 1920 5000 http://ä/教"_s);
-    QCoreApplication::processEvents(); // what is written back
-    RegDeleteTreeW(HKEY_CURRENT_USER, organisation);
 }
 
 void TestWindows::entryPoint_data()
