@@ -60,7 +60,7 @@ class Talk:
         self.servers = options.service and live.Servers(helpers, options.service, options.launcher)
         launcher = self.servers.launcher() if self.servers else options.launcher
         arguments = (f"{launcher} '{options.recorder}'".strip(),
-                     options.work_dir or self.directory / "presentations", options.path_prefix,
+                     options.work_dir or self.directory / options.place, options.path_prefix,
                      bool(options.work_dir))
         self.recorder = live.LiveRecorder(self.servers, *arguments) if self.servers \
             else Recorder(*arguments)
@@ -135,6 +135,7 @@ def main():
     parser.add_argument("--service", default="", help="stream live; the test service's program")
     parser.add_argument("--prove-checker", action="store_true",
                         help="afterwards, see that the checker finds what is spoilt on purpose")
+    parser.add_argument("--place", default="presentations", help="where the recorder puts them")
     parser.add_argument("--path-prefix", default="", help="how the recorder sees /, e.g. Z:")
     options = parser.parse_args()
     user = [] if os.geteuid() == 0 else ["--map-root-user"]
