@@ -38,12 +38,14 @@ bool truncate(const QString& path, qint64 size)
 }
 
 // Bytes of one frame of samples when the header is one of ours with its lengths still zero and
-// samples behind it; 0 when there is nothing to repair. A stop that was killed between the two
-// lengths leaves the second one zero: looked for only where the recording is known to be dead.
+// samples behind it; 0 when there is nothing to repair. Only where the recording is known to be
+// dead may samples be missing, and the first length be there: a stop that was killed leaves the
+// second one zero.
 int frameSizeOfCutOff(const QString& path, bool dead)
 {
     QFile file(path);
-    if (!isOurs(path) || !file.open(QIODevice::ReadOnly) || file.size() <= WavFileHeader::Size)
+    if (!isOurs(path) || !file.open(QIODevice::ReadOnly)
+        || file.size() < WavFileHeader::Size + (dead ? 0 : 1))
         return 0;
     const QByteArray header = file.read(WavFileHeader::Size);
     if (header.size() != WavFileHeader::Size)
@@ -57,6 +59,23 @@ int frameSizeOfCutOff(const QString& path, bool dead)
         return 0;
     const int frameSize = qFromLittleEndian<quint16>(header.data() + 32);
     return std::max(frameSize, 1); // 0 in the header of an unknown format
+}
+
+// Not even a header, or nothing but the zeros of a power cut: no reader can open it, and there is
+// nothing in it.
+bool holdsNoSound(const QString& path)
+{
+    QFile file(path);
+    if (!isOurs(path) || !file.open(QIODevice::ReadOnly))
+        return false;
+    if (file.size() < WavFileHeader::Size)
+        return true;
+    QByteArray block;
+    while (!(block = file.read(64 * 1024)).isEmpty()) {
+        if (block.count('\0') != block.size())
+            return false;
+    }
+    return true;
 }
 
 bool completeAudio(const QString& path, int frameSize)
@@ -176,8 +195,9 @@ bool mark(const QDir& dir)
     return true;
 }
 
-bool repair(const QDir& dir, int audioFrameSize)
+bool repair(const QDir& dir, bool dead, int audioFrameSize)
 {
+    const QString audio = dir.absoluteFilePath(u"audio.wav"_s);
     QList<QDir> slideDirs{ dir };
     for (const QString& name : dir.entryList({ u"slides_*"_s }, QDir::Dirs | QDir::NoSymLinks))
         slideDirs.append(QDir(dir.absoluteFilePath(name)));
@@ -189,7 +209,9 @@ bool repair(const QDir& dir, int audioFrameSize)
     done = completeLines(dir.absoluteFilePath(u"mouse_positions.txt"_s)) && done;
     done = completeObjects(dir.absoluteFilePath(u"screens_geometry.txt"_s)) && done;
     if (audioFrameSize > 0)
-        done = completeAudio(dir.absoluteFilePath(u"audio.wav"_s), audioFrameSize) && done;
+        done = completeAudio(audio, audioFrameSize) && done;
+    else if (dead && holdsNoSound(audio))
+        done = QFile::remove(audio) && done;
     return done;
 }
 
@@ -202,16 +224,16 @@ PresentationRecovery::Result PresentationRecovery::recover(const QDir& dir)
     if (owner == RecordingLock::Live)
         return Untouched;
     // Without a lock the header's zeros are witness enough, but nothing else is.
-    const int audioFrameSize
-        = frameSizeOfCutOff(dir.absoluteFilePath(u"audio.wav"_s), owner == RecordingLock::Dead);
-    if (owner == RecordingLock::Nobody && audioFrameSize == 0)
+    const bool dead = owner == RecordingLock::Dead;
+    const int audioFrameSize = frameSizeOfCutOff(dir.absoluteFilePath(u"audio.wav"_s), dead);
+    if (!dead && audioFrameSize == 0)
         return Untouched;
     if (!Presentation(dir).loadXml())
         return Untouched;
 
     // First the mark: what is then interrupted is still repaired by the next start.
     const bool markedBefore = isMarked(dir);
-    if (!mark(dir) || !repair(dir, audioFrameSize)) {
+    if (!mark(dir) || !repair(dir, dead, audioFrameSize)) {
         if (!markedBefore)
             QFile::remove(dir.absoluteFilePath(MarkFileName));
         qWarning() << "[PresentationRecovery]"

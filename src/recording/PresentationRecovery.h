@@ -8,7 +8,8 @@
 /// What the recorder writes is whole by itself or ends with what was written last; so only ends are
 /// repaired: the lengths in the header of "audio.wav", where they are the zeros of the start and
 /// samples follow; lines and JSON objects that were cut off; temporary files of pictures that never
-/// got their name. Nothing that can be read is taken away. See docs/decisions.
+/// got their name; an "audio.wav" without anything in it. Nothing that can be read is taken away.
+/// See docs/decisions.
 namespace PresentationRecovery {
 
 /// The file in a presentation's directory that says that it was recovered.

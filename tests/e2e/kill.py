@@ -105,7 +105,7 @@ def check(presentation, truth):
                  for line in content["mouse_positions.txt"].splitlines()}
     sound, audio = 0, presentation / "audio.wav"
     size = audio.stat().st_size if audio.exists() else 0
-    if size > 44:
+    if audio.exists():
         sound = float(run("soxi", "-D", audio)) * 1000
         with wave.open(str(audio)) as other:
             frames = other.getnframes()
@@ -118,7 +118,7 @@ def check(presentation, truth):
         expect((int.from_bytes(header[4:8], "little"), int.from_bytes(header[40:], "little"))
                == (size - 8, size - 44), "the lengths of audio.wav are not those of its file")
         # The tone has no silence: zeros at the end are samples that never reached the disk.
-        sound *= len(data[44:].rstrip(b"\0")) / len(data[44:])
+        sound *= len(data[44:].rstrip(b"\0")) / max(1, len(data[44:]))
     # A picture counts once it could have been captured, a move once the pointer is followed.
     short = {
         "sound": truth.killed - truth.audio_began - sound,
