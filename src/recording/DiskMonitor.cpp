@@ -108,7 +108,9 @@ void DiskMonitor::poll()
         && (m_samples.empty() || now() - m_samples.back().time >= SampleIntervalMs);
     m_pool.start([this, directory = m_directory, recording = m_recording, count] {
         const QStorageInfo storage(directory);
-        const qint64 available = storage.isValid() ? storage.bytesAvailable() : -1;
+        // Some file systems know no sizes and say 0 of 0: that is not full.
+        const bool known = storage.isValid() && storage.bytesTotal() > 0;
+        const qint64 available = known ? storage.bytesAvailable() : -1;
         const qint64 recordedBytes = count ? sizeOf(recording) : -1;
         QMetaObject::invokeMethod(
             this, [=] { measured(available, recordedBytes, recording); }, Qt::QueuedConnection);

@@ -155,6 +155,40 @@ def prepare_monitors(helpers):
     run("xrandr", "--setmonitor", "RIGHT", "960/254x1080/286+1920+0", "none")
 
 
+def start_settings(helpers):
+    """Starts the desktop's settings, in which scale() changes the resolution."""
+    (helpers.directory / "xsettings").write_text(f"Xft/DPI {96 * 1024}\n")
+    helpers.settings = helpers.start("xsettingsd", "-c", helpers.directory / "xsettings",
+                                     stderr=subprocess.DEVNULL)
+    return {}
+
+
+def scale(helpers, recorder, options):
+    """The display's scale changes: pointer, geometry and pictures still mean the same pixels."""
+    presentation = recorder.start_recording()
+    recorder.pointer.move(1900, 1000)
+    time.sleep(1)
+    (helpers.directory / "xsettings").write_text(f"Xft/DPI {192 * 1024}\n")
+    helpers.settings.send_signal(signal.SIGHUP)
+    wait_for("the new scale", lambda: snapshots(presentation)[-1]
+             ["screens"][0]["device_pixel_ratio"] == 2)
+    time.sleep(0.5)
+    recorder.pointer.move(1800, 900)
+    time.sleep(2.5)
+    recorder.process.send_signal(signal.SIGTERM)
+    recorder.wait_for_end()
+    expect_complete(presentation, 3)
+    screens = [snapshots(presentation)[which]["screens"][0] for which in (0, -1)]
+    sizes = [(screen["geometry"]["width"] * screen["device_pixel_ratio"],
+              screen["geometry"]["height"] * screen["device_pixel_ratio"]) for screen in screens]
+    expect(sizes == [(1920, 1080)] * 2, f"the screen's pixels before and after: {sizes}")
+    moves = [tuple(position) for _, *position in numbers(presentation / "mouse_positions.txt", 3)]
+    expect((1900, 1000) in moves and moves[-1] == (1800, 900), f"the pointer's moves: {moves}")
+    last = len(slides(presentation))
+    expect(last > 1, "the window, drawn larger, made no slide")
+    expect(pixel(presentation, 0, last).startswith("1920 1080 "), "the slide's size")
+
+
 def terminate(helpers, recorder, options):
     """SIGTERM in mid-recording: the recording is finished first. What was written is private."""
     presentation = recorder.start_recording()
@@ -404,7 +438,7 @@ def again(helpers, recorder, options):
 
 def main():
     scenarios = {each.__name__: each
-                 for each in (idle, still, monitors, terminate, close, removed, full, nearly_full,
+                 for each in (idle, still, monitors, terminate, close, removed, full, nearly_full, scale,
                               beside, again, logout, places, wine)}
     parser = argparse.ArgumentParser()
     parser.add_argument("scenario", choices=scenarios)
@@ -426,7 +460,8 @@ def main():
             disk.mount(work_dir, 80 if options.scenario == "full" else 600,
                        in_memory=bool(options.path_prefix))
         command = [*options.launcher.split(), options.recorder]
-        environment = start_session(helpers) if options.scenario == "logout" else {}
+        prepare = {"logout": start_session, "scale": start_settings}.get(options.scenario)
+        environment = prepare(helpers) if prepare else {}
         if options.scenario in ("full", "nearly_full") and options.path_prefix:
             environment = {"own_place": True, "PODIUMCAST_WORK_DIR": disk.drive(work_dir)}
         with Recorder(command, work_dir, options.path_prefix, **environment) as recorder:
