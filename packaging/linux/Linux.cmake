@@ -1,6 +1,7 @@
-# Linux: the program below libexec, started by a command that knows where a user's presentations go.
+# Linux: the program and its module below libexec, started by a command that knows where a user's presentations go.
 # A Debian package is made of it.
-install(TARGETS PodiumcastRecorder RUNTIME DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/podiumcast-recorder)
+install(TARGETS PodiumcastRecorder podiumcast-camera
+    DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/podiumcast-recorder)
 install(PROGRAMS linux/podiumcast-recorder DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(FILES linux/podiumcast-recorder.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 install(FILES linux/podiumcast-recorder.desktop DESTINATION ${CMAKE_INSTALL_DATADIR}/applications)

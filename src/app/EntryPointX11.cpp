@@ -44,16 +44,15 @@ void quitOnSignals()
         sigaction(number, &action, nullptr);
 }
 
-// Left to itself, glibc soon takes the memory of frames from the heaps of the threads that make
-// them, which keep it: 40 MB more for a screen of 1920x1080. A fixed threshold returns each frame's
-// memory to the system. Lower, small pictures would cost page faults, too; higher, the frames of
-// such a screen (6 MB) would stay.
-void returnMemoryOfFrames()
+// Left to itself, glibc soon takes the memory of all frames from the heaps of the threads that make
+// them, which keep it. With a fixed threshold, the system gets the memory of pictures of 1920x1080
+// (8 MB) and above back at once. Lower, each second's matrix (6 MB) would be new memory, too, and
+// its page faults a tenth of what a recording costs.
+void returnMemoryOfPictures()
 {
 #ifdef __GLIBC__
-    constexpr int Threshold = 4'000'000;
-    mallopt(M_MMAP_THRESHOLD, Threshold);
-    mallopt(M_TRIM_THRESHOLD, Threshold);
+    mallopt(M_MMAP_THRESHOLD, 8'000'000);
+    mallopt(M_TRIM_THRESHOLD, 16'000'000);
 #endif
 }
 
@@ -66,6 +65,6 @@ int main(int argc, char** argv)
     // What is recorded, logged and set is its owner's business; on Windows the profile's own access
     // rights see to that.
     umask(S_IRWXG | S_IRWXO);
-    returnMemoryOfFrames();
+    returnMemoryOfPictures();
     return qMain(argc, argv);
 }

@@ -1,4 +1,5 @@
 #include "slidesource/CameraDevice.h"
+#include "slidesource/NewVideoCapture.h"
 
 #include <QDebug>
 
@@ -97,8 +98,9 @@ struct CameraDevice::Shared
 bool CameraDevice::Shared::openCapture()
 {
     try {
-        capture = options.createCapture ? options.createCapture()
-                                        : std::make_unique<cv::VideoCapture>();
+        capture = options.createCapture ? options.createCapture() : newVideoCapture();
+        if (!capture)
+            return false;
         capture->open(index, cv::CAP_ANY);
         if (resolution.isValid()) {
             capture->set(cv::CAP_PROP_FRAME_WIDTH, resolution.width());

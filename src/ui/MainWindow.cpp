@@ -6,6 +6,7 @@
 #include "settings/LoginSettings.h"
 #include "settings/NetworkSettings.h"
 #include "settings/RecorderSettings.h"
+#include "slidesource/ScreenGrabber.h"
 #include "ui/ImageItem.h"
 #include "ui/SlideSourcePreview.h"
 
@@ -465,8 +466,9 @@ void MainWindow::grabStandIn()
     QList<QImage> frames;
     QVariantList resolutions;
     const auto screens = QGuiApplication::screens();
+    ScreenGrabber grabber;
     for (QScreen* screen : screens) {
-        frames.append(screen->grabWindow(0).toImage());
+        frames.append(grabber.grab(screen));
         const QSizeF size = frames.constLast().deviceIndependentSize();
         resolutions.append(
             QVariantMap{ { u"width"_s, size.width() }, { u"height"_s, size.height() } });

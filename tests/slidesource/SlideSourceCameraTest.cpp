@@ -3,6 +3,7 @@
 #include "harness/IsolatedSettings.h"
 #include "settings/RecorderSettings.h"
 #include "slidesource/CameraDevice.h"
+#include "slidesource/NewVideoCapture.h"
 
 #include <QTemporaryDir>
 #include <QTest>
@@ -49,6 +50,18 @@ private slots:
         options.slowOpenMs = 150;
         CameraDevice::defaultOptions() = options;
         RecorderSettings::instance()->setUseNativeSlideSourceResolution(true);
+    }
+
+    // What cameras are opened with outside of tests.
+    void newVideoCaptureReads()
+    {
+        QCoreApplication::addLibraryPath(
+            QCoreApplication::applicationDirPath() + u"/../../src/app"_s);
+        const auto capture = newVideoCapture();
+        cv::Mat frame;
+        QVERIFY(
+            capture && capture->open(m_video.toStdString(), cv::CAP_ANY) && capture->read(frame));
+        QCOMPARE(frame.cols, 320);
     }
 
     void opening()
