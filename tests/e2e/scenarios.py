@@ -126,7 +126,13 @@ def monitors(helpers, recorder, options):
     time.sleep(2.5)
     helpers.slide("hide")
     recorder.stop_recording()
+    again = recorder.start_recording()  # nothing of the first one goes on in the second
+    run("xrandr", "--delmonitor", "THIRD")
+    time.sleep(1)
+    recorder.stop_recording()
     recorder.close()
+    counts = [len(snapshot["screens"]) for snapshot in snapshots(again)]
+    expect(counts == [3, 2], f"screens in the second recording's snapshots: {counts}")
     layouts = [[screen["geometry"] for screen in snapshot["screens"]]
                for snapshot in snapshots(presentation)]
     expect(len(layouts[0]) == 2 and len(layouts[-1]) == 3,

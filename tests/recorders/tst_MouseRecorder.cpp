@@ -46,36 +46,13 @@ class TestMouseRecorder : public QObject
 
 private slots:
     void init() { xdotool({ u"mousemove 0 0"_s }); }
-    void recordsDistinctPositions();
-    void recordsNothingWithoutADisplay();
+    void recordsEveryMoveOnceThereIsADisplay();
     void hangingDiskDelaysNobody();
     void drainsAndReportsOnce_data();
     void drainsAndReportsOnce();
 };
 
-void TestMouseRecorder::recordsDistinctPositions()
-{
-    MouseRecording recording;
-    QVERIFY(recording.start());
-    QStringList commands{ u"mousemove 10 20 mousemove 10 20 click 4 mousemove 1919 1079"_s };
-    QStringList expected{ u"10 20"_s, u"1919 1079"_s };
-    for (int i = 0; i < 500; ++i) { // a burst, faster than the event loop turns
-        expected << u"%1 %2"_s.arg(100 + i).arg(200 + i);
-        commands << u"mousemove "_s + expected.last();
-    }
-    xdotool(commands);
-    QTRY_COMPARE(recording.points(), expected);
-    QVERIFY(recording.stop(2)); // one answer of the listener, one of the saver
-    QTRY_VERIFY(recording.recorder->children().isEmpty()); // both are gone
-    xdotool({ u"mousemove 50 60"_s });
-    QVERIFY(recording.start()); // appends
-    xdotool({ u"mousemove 70 80"_s });
-    expected << u"70 80"_s;
-    QTRY_COMPARE(recording.points(), expected);
-    QCOMPARE(recording.errors.count(), 0);
-}
-
-void TestMouseRecorder::recordsNothingWithoutADisplay()
+void TestMouseRecorder::recordsEveryMoveOnceThereIsADisplay()
 {
     MouseRecording recording;
     const QByteArray display = qgetenv("DISPLAY");
@@ -84,8 +61,14 @@ void TestMouseRecorder::recordsNothingWithoutADisplay()
     QVERIFY(recording.stop(2));
     qputenv("DISPLAY", display);
     QVERIFY(recording.start());
-    xdotool({ u"mousemove 50 60"_s });
-    QTRY_COMPARE(recording.points(), QStringList{ u"50 60"_s });
+    QStringList commands{ u"mousemove 50 60 mousemove 50 60 click 4"_s };
+    QStringList expected{ u"50 60"_s };
+    for (int i = 0; i < 500; ++i) { // a burst, faster than the event loop turns
+        expected << u"%1 %2"_s.arg(100 + i).arg(200 + i);
+        commands << u"mousemove "_s + expected.last();
+    }
+    xdotool(commands);
+    QTRY_COMPARE(recording.points(), expected);
 }
 
 void TestMouseRecorder::hangingDiskDelaysNobody()
@@ -127,7 +110,6 @@ void TestMouseRecorder::drainsAndReportsOnce_data()
     QTest::addColumn<bool>("removed");
     QTest::addColumn<int>("limit");
     QTest::addColumn<int>("written");
-    QTest::newRow("all is well") << false << 1000000 << 1000;
     QTest::newRow("directory removed") << true << 1000000 << 0;
     QTest::newRow("disk full: no half line") << false << 100 << 7;
 }
@@ -137,7 +119,6 @@ void TestMouseRecorder::drainsAndReportsOnce()
     QFETCH(bool, removed);
     QFETCH(int, limit);
     QFETCH(int, written);
-    const bool fails = written < 1000;
     TestRecording<MouseRecorder> place;
     QVERIFY(!removed || place.dir.remove());
     const FileSizeLimit disk(limit);
@@ -145,15 +126,14 @@ void TestMouseRecorder::drainsAndReportsOnce()
     QSignalSpy failed(&saver, &MouseSaver::savingFailed);
     QSignalSpy saved(&saver, &MouseSaver::mousePositionSaved);
     QSignalSpy stopped(&saver, &MouseSaver::stopped);
-    if (fails)
-        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"^.MouseSaver. writing"_s));
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"^.MouseSaver. writing"_s));
     saver.start();
     for (int i = 0; i < 1000; ++i)
         saver.addPosition(1534, 812, -40);
     saver.requestStop();
     saver.addPosition(0, 0, 0); // too late
     QVERIFY(stopped.wait());
-    QCOMPARE(failed.count(), fails ? 1 : 0);
+    QCOMPARE(failed.count(), 1);
     QCOMPARE(saved.count(), 1000);
     const QByteArray expected = "1534 812 -40\n"_ba.repeated(written);
     QCOMPARE(place.content(u"mouse_positions.txt"_s), expected);

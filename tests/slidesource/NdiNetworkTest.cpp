@@ -103,34 +103,25 @@ private slots:
         QVERIFY(started.wait());
         QTRY_COMPARE_WITH_TIMEOUT(recorder.slidesSaved(), 1, ConnectMs);
 
-        QList<QColor> colours{ QColor(Qt::black) };
-        for (const QColor& colour : { QColor(220, 30, 30), QColor(30, 200, 60) }) {
-            QVERIFY(m_sender.order(fill(u"Large"_s, colour)));
-            colours.append(colour);
-            QTRY_COMPARE_WITH_TIMEOUT(recorder.slidesSaved(), colours.size(), ConnectMs);
-        }
+        const QList<QColor> colours{ Qt::black, QColor(220, 30, 60), Qt::black };
+        QVERIFY(m_sender.order(fill(u"Large"_s, colours[1])));
+        QTRY_COMPARE_WITH_TIMEOUT(recorder.slidesSaved(), 2, ConnectMs);
         // Gone without a word, and back with another size of picture.
         m_sender.kill();
         m_sender.start();
         QVERIFY(m_sender.order(u"create Large 800 600 25"_s));
-        colours.append(Qt::black);
-        QTRY_COMPARE_WITH_TIMEOUT(recorder.slidesSaved(), colours.size(), ConnectMs);
-        QVERIFY(m_sender.order(u"remove Large"_s));
-        QVERIFY(m_sender.order(u"create Large 640 360 25"_s));
-        QVERIFY(m_sender.order(fill(u"Large"_s, QColor(40, 60, 230))));
-        colours.append(QColor(40, 60, 230));
-        QTRY_VERIFY_WITH_TIMEOUT(recorder.slidesSaved() >= colours.size(), ConnectMs);
+        QTRY_COMPARE_WITH_TIMEOUT(recorder.slidesSaved(), 3, ConnectMs);
         recorder.requestStop();
         QVERIFY(stopped.wait(20000));
 
         const QDir dir = presentation->dir();
         const QStringList files = dir.entryList({ u"*.png"_s }, QDir::Files, QDir::Name);
-        QVERIFY2(files.size() >= colours.size(), qPrintable(files.join(u' ')));
-        for (qsizetype i = 0; i + 1 < colours.size(); ++i)
-            QVERIFY2(shows(QImage(dir.filePath(files[i])), colours[i]), qPrintable(files[i]));
-        QVERIFY(shows(QImage(dir.filePath(files.last())), colours.last()));
-        QCOMPARE(QImage(dir.filePath(files[0])).size(), QSize(1920, 1080));
-        QCOMPARE(QImage(dir.filePath(files[3])).size(), QSize(800, 600));
+        QCOMPARE(files.size(), 3);
+        for (qsizetype i = 0; i < files.size(); ++i) {
+            const QImage slide(dir.filePath(files[i]));
+            QVERIFY2(shows(slide, colours[i]), qPrintable(files[i]));
+            QCOMPARE(slide.size(), i < 2 ? QSize(1920, 1080) : QSize(800, 600));
+        }
     }
 
 private:

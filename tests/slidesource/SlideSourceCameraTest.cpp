@@ -1,11 +1,10 @@
-#include "FileCamera.h"
+#include "FakeCamera.h"
 #include "SourceProbe.h"
 #include "harness/IsolatedSettings.h"
 #include "settings/RecorderSettings.h"
 #include "slidesource/CameraDevice.h"
 #include "slidesource/NewVideoCapture.h"
 
-#include <QTemporaryDir>
 #include <QTest>
 
 #include <memory>
@@ -19,32 +18,22 @@ namespace {
 const QString OpenFailed = u"Opening camera device failed. No slides will be captured."_s;
 const QString InvalidResolution
     = u"Invalid resolution set in Settings. Slides will be captured in slide source native resolution."_s;
-constexpr int FileFrames = 60;
-constexpr int LevelStep = 4; // the codec is off by at most one level
 
 } // namespace
 
-/// The camera source with a real video file behind the seam of the device access.
+/// The camera source with a stand-in behind the seam of the device access.
 class SlideSourceCameraTest : public QObject
 {
     Q_OBJECT
 
 private slots:
-    void initTestCase()
-    {
-        m_video = m_dir.filePath(u"camera.avi"_s);
-        QVERIFY(writeVideo(m_video, { 320, 240 }, FileFrames,
-            [](int frame) { return cv::Scalar::all(frame * LevelStep); }));
-    }
-
     void init()
     {
         m_script = std::make_unique<CameraScript>();
-        m_script->videoFile = m_video;
         m_script->clock.start();
         CameraDevice::Options options;
         options.createCapture
-            = [script = m_script.get()] { return std::make_unique<FileCamera>(*script); };
+            = [script = m_script.get()] { return std::make_unique<FakeCamera>(*script); };
         options.readTimeoutMs = 300;
         options.reopenIntervalMs = 1000;
         options.slowOpenMs = 150;
@@ -108,9 +97,9 @@ private slots:
             const SourceProbe::Capture& capture = probe.captures.first();
             QCOMPARE(capture.mat.type(), CV_8UC3);
             QVERIFY(capture.sharesPixels && capture.count == 1 && !capture.forced);
-            const int level = qRed(capture.image.pixel(160, 120));
-            const qint64 shown = (level + LevelStep / 2) / LevelStep;
-            const qint64 age = (now / CameraScript::FrameMs - shown + 4 * FileFrames) % FileFrames;
+            const int shown = qRed(capture.image.pixel(160, 120));
+            const qint64 age = (now / CameraScript::FrameMs - shown + CameraScript::Levels)
+                % CameraScript::Levels;
             QVERIFY2(age <= 8, qPrintable(u"%1 frames old"_s.arg(age)));
         }
     }
@@ -250,8 +239,6 @@ private slots:
 
 private:
     SlidesSourceInfo m_info{ true, SlidesSourceInfo::VideoInput, "camera", 7, u"Camera"_s };
-    QTemporaryDir m_dir;
-    QString m_video;
     std::unique_ptr<CameraScript> m_script;
 };
 

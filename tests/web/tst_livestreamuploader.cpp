@@ -117,7 +117,6 @@ private slots:
         row("blanks, percent, plus", u"0-3.png"_s, u"a b/%41/c+d&e=f?#/"_s,
             u"a b/%41/c+d&e=f?#/0-3.png"_s);
         row("unicode", u"0-4 Ä.jpg"_s, u"ü€/演/"_s, u"ü€/演/0-4 ä.jpg"_s);
-        row("empty file", u"0-6.png"_s, u"p/"_s, u"p/0-6.png"_s, 0);
         row("in parts", u"0-8.png"_s, u"p/"_s, u"p/0-8.png"_s, 20 * MiB);
     }
 

@@ -1,16 +1,12 @@
 #pragma once
 
 #include <QElapsedTimer>
-#include <QString>
 
-#include <opencv2/imgproc.hpp>
 #include <opencv2/videoio.hpp>
 
 #include <atomic>
 #include <chrono>
 #include <deque>
-#include <functional>
-#include <memory>
 #include <mutex>
 #include <thread>
 #include <vector>
@@ -18,7 +14,6 @@
 /// What the camera does, ordered by the test while it runs, and what was asked of it.
 struct CameraScript
 {
-    QString videoFile;
     std::atomic<bool> openFails = false;
     std::atomic<bool> readFails = false;
     std::atomic<bool> openHangs = false;
@@ -34,19 +29,20 @@ struct CameraScript
 
     static constexpr int FrameMs = 33;
     static constexpr int DriverBuffers = 4;
+    static constexpr int Levels = 256; ///< of grey: frame N has N % Levels
 };
 
-/// A camera made of a video file: it delivers the file's frames in real time and round and round,
-/// through a driver's queue that, when it is full, keeps the old frames and drops the new ones.
-class FileCamera : public cv::VideoCapture
+/// A camera that delivers grey frames in real time, through a driver's queue that, when it is full,
+/// keeps the old frames and drops the new ones.
+class FakeCamera : public cv::VideoCapture
 {
 public:
-    explicit FileCamera(CameraScript& script)
+    explicit FakeCamera(CameraScript& script)
         : m_script(script)
     {
         ++m_script.alive;
     }
-    ~FileCamera() override
+    ~FakeCamera() override
     {
         if (m_isOpen)
             --m_script.open;
@@ -57,13 +53,12 @@ public:
     {
         ++m_script.opens;
         hang(m_script.openHangs);
-        if (m_script.openFails || !cv::VideoCapture::open(m_script.videoFile.toStdString()))
+        if (m_script.openFails)
             return false;
         m_isOpen = true;
         const int open = ++m_script.open;
         if (open > m_script.mostOpen)
             m_script.mostOpen = open;
-        m_fileFrames = int(cv::VideoCapture::get(cv::CAP_PROP_FRAME_COUNT));
         m_produced = m_script.clock.elapsed() / CameraScript::FrameMs;
         return true;
     }
@@ -74,7 +69,6 @@ public:
         if (m_isOpen)
             --m_script.open;
         m_isOpen = false;
-        cv::VideoCapture::release();
     }
     bool set(int property, double value) override
     {
@@ -96,8 +90,9 @@ public:
     }
     bool retrieve(cv::OutputArray image, int) override
     {
-        cv::VideoCapture::set(cv::CAP_PROP_POS_FRAMES, double(m_current % m_fileFrames));
-        return cv::VideoCapture::grab() && cv::VideoCapture::retrieve(image);
+        const auto level = double(m_current % CameraScript::Levels);
+        cv::Mat(240, 320, CV_8UC3, cv::Scalar::all(level)).copyTo(image);
+        return true;
     }
 
 private:
@@ -116,19 +111,7 @@ private:
 
     CameraScript& m_script;
     bool m_isOpen = false;
-    int m_fileFrames = 1;
     qint64 m_produced = 0;
     qint64 m_current = 0;
     std::deque<qint64> m_queue;
 };
-
-/// Writes a Motion-JPEG file of @p count frames, each one plain colour.
-inline bool writeVideo(const QString& path, const cv::Size& size, int count,
-    const std::function<cv::Scalar(int)>& colour)
-{
-    cv::VideoWriter writer(path.toStdString(), cv::CAP_OPENCV_MJPEG,
-        cv::VideoWriter::fourcc('M', 'J', 'P', 'G'), 30, size);
-    for (int i = 0; writer.isOpened() && i < count; ++i)
-        writer.write(cv::Mat(size, CV_8UC3, colour(i)));
-    return writer.isOpened();
-}
