@@ -12,6 +12,7 @@ copy of that file from the moment of the kill: it has nothing of what the system
 Runs inside tests/harness/desktop.sh --audio.
 """
 import argparse
+import filecmp
 import json
 import os
 import pathlib
@@ -69,8 +70,8 @@ def record(helpers, recorder, colours, delay, kill):
             recorder.pointer.move(300 + step, 200 + step % 7)
             truth.moves.append((now(), 300 + step, 200 + step % 7))
         sleep_until(min(end, now() + 20))
-    kill()
     truth.killed = now()
+    kill()
     recorder.process.wait()
     truth.presentation = truth.presentation or next(iter(recorder.presentations() - before), None)
     helpers.slide("hide")
@@ -155,7 +156,7 @@ def main():
                 helpers.directory / f"{colour}.png")
         helpers.play_tone(60 + 10 * options.rounds)
         if options.power_cut:
-            disk.mount(work_dir, 256, image)
+            disk.mount(work_dir, 160, image)
         for number in range(options.rounds + 1):
             with Recorder([options.recorder], work_dir) as recorder:
                 if truth and truth.presentation and (not options.power_cut or truth.delay > LIMIT
@@ -172,7 +173,11 @@ def main():
 
                 def kill():
                     if options.power_cut:
-                        shutil.copyfile(image, snapshot)
+                        # What is on its way to the disk arrives; what nobody sent stays where it is.
+                        recorder.process.send_signal(signal.SIGSTOP)
+                        snapshot.touch()
+                        while not filecmp.cmp(image, snapshot, shallow=False):
+                            shutil.copyfile(image, snapshot)
                     recorder.process.send_signal(signal.SIGKILL)
 
                 delay = 3000 if number == 0 else chance.uniform(0, options.longest)
