@@ -137,6 +137,8 @@ void SlideSaverTest::failures()
     QFETCH(QString, fail);
     QFETCH(QString, mend);
     QFETCH(qint64, space);
+    if (QProcess::execute(u"sh"_s, { u"-c"_s, u"true"_s }) != 0)
+        QSKIP("there is no shell to make the fault");
     const QTemporaryDir parent;
     const QDir dir(parent.filePath(u"slides"_s));
     QVERIFY(dir.mkpath(u"."_s));
