@@ -20,8 +20,9 @@ def enter_namespace():
 
 
 def mount(directory, megabytes, image=None, in_memory=False):
-    """Mounts a disk of this size; one in an image file where that can be, else one in memory."""
+    """Mounts a disk of this size, in the image file; without one also in memory, if it must be."""
     directory.mkdir(exist_ok=True)
+    must_be_file = bool(image)
     if not in_memory:
         image = image or pathlib.Path(f"{directory}.img")
         with open(image, "wb") as file:
@@ -30,7 +31,7 @@ def mount(directory, megabytes, image=None, in_memory=False):
         if subprocess.run(["mount", "-o", "loop", image, directory]).returncode == 0:
             return
         image.unlink()
-    if subprocess.run(["mount", "-t", "tmpfs", "-o", f"size={megabytes}m", "none",
+    if must_be_file or subprocess.run(["mount", "-t", "tmpfs", "-o", f"size={megabytes}m", "none",
                        directory]).returncode != 0:
         print("SKIPPED: a file system cannot be mounted here")
         sys.exit(77)

@@ -163,6 +163,7 @@ def main():
                                                      or truth.presentation.exists()):
                     wait_for("the repair", lambda: (truth.presentation / ".recovered").exists()
                              and not (truth.presentation / ".recording").exists())
+                    wait_for("the message", lambda: "been repaired" in str(recorder.told()))
                     short = check(truth.presentation, truth)
                     print(f"{truth.delay:.0f} ms:", {kind: round(short[kind]) for kind in short},
                           flush=True)
