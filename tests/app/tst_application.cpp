@@ -150,8 +150,6 @@ private slots:
             << m_dir.filePath(u"gone"_s) << false << u"does not exist"_s;
         QTest::newRow("while the preview starts again")
             << m_dir.filePath(u"gone"_s) << false << u"does not exist"_s;
-        QTest::newRow("work directory cannot be written")
-            << u"/proc"_s << false << u"no folder for it could be made in /proc"_s;
         QTest::newRow("no such slide source")
             << m_dir.path() << true << u"slide source \"Odd\" cannot be used"_s;
     }

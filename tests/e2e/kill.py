@@ -26,7 +26,8 @@ import wave
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "tools" / "demo"))
 import disk  # noqa: E402
-from driver import RECORD, Failure, Helpers, Recorder, now, run, sleep_until, wait_for  # noqa: E402
+from driver import (RECORD, Failure, Helpers, Recorder, expect, now, run,  # noqa: E402
+                    sleep_until, wait_for)
 
 LIMIT = 2000  # ms
 PROBLEMS = (Failure, subprocess.CalledProcessError, wave.Error)
@@ -35,11 +36,6 @@ PICTURE_MS = 1300
 LINES = {"timestamps_ms.txt": rb"(\d+ \d+\n)*", "mouse_positions.txt": rb"(\d+ -?\d+ -?\d+\n)*"}
 FILES = r"\d+-\d{4,}\.png|presentation\.xml|audio\.wav|screens_geometry\.txt|\.recovered|" + "|".join(
     map(re.escape, LINES))
-
-
-def expect(condition, complaint):
-    if not condition:
-        raise Failure(complaint)
 
 
 class Truth:

@@ -19,12 +19,8 @@ import time
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "tools" / "demo"))
 from check_presentation import numbers  # noqa: E402
 import disk  # noqa: E402
-from driver import RECORD, STOP, WINDOW, Failure, Helpers, Recorder, run, wait_for  # noqa: E402
-
-
-def expect(condition, complaint):
-    if not condition:
-        raise Failure(complaint)
+from driver import (RECORD, STOP, WINDOW, Failure, Helpers, Recorder, expect, run,  # noqa: E402
+                    wait_for)
 
 
 def slides(presentation):

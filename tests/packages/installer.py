@@ -10,7 +10,7 @@ import subprocess
 import sys
 
 sys.path.insert(0, str(pathlib.Path(__file__).parents[2] / "tools/demo"))
-from driver import Failure, Helpers, Recorder, wait_for  # noqa: E402
+from driver import Failure, Helpers, Recorder, expect, wait_for  # noqa: E402
 
 setup, unpacked, version = sys.argv[1], pathlib.Path(sys.argv[2]), sys.argv[3]
 user = next(path for path in pathlib.Path(os.environ["WINEPREFIX"], "drive_c/users").iterdir()
@@ -24,11 +24,6 @@ KEY = r"HKCU\Software\Microsoft\Windows\CurrentVersion\Uninstall\PodiumcastRecor
 def wine(*command):
     """The exit code of a Windows program."""
     return subprocess.run(["wine", *map(str, command)], stdout=subprocess.DEVNULL, timeout=120).returncode
-
-
-def expect(condition, what):
-    if not condition:
-        raise Failure(what)
 
 
 def contents(directory):

@@ -2,8 +2,13 @@
 #include "SourceProbe.h"
 #include "slidesource/NdiRuntime.h"
 
+#include <QFile>
 #include <QLibrary>
+#include <QLibraryInfo>
+#include <QTemporaryDir>
 #include <QTest>
+
+#include <tuple>
 
 using namespace Qt::StringLiterals;
 
@@ -94,6 +99,30 @@ private slots:
         // The picture outlives the matrix whose pixels it shares.
         QCOMPARE(capture.image.size(), QSize(64, 48));
         QCOMPARE(capture.image.pixelColor(5, 40), QColor(red, 5, 40));
+    }
+
+    /// The last one: it changes where the runtime is looked for.
+    void search()
+    {
+        for (const QString& name : { u"libndi.so.6"_s, u"libndi.so.5"_s })
+            if (QLibrary(name).load())
+                QSKIP("an NDI runtime is installed in the library path");
+        const QTemporaryDir rubbish;
+        QFile text(rubbish.filePath(u"libndi.so.6"_s));
+        QVERIFY(text.open(QFile::WriteOnly) && text.write("not a library") > 0);
+        const QTemporaryDir other;
+        QVERIFY(QFile::link(QLibraryInfo::path(QLibraryInfo::LibrariesPath) + u"/libQt6Core.so.6"_s,
+            other.filePath(u"libndi.so.6"_s)));
+        const QString good = qEnvironmentVariable("NDI_RUNTIME_DIR_V6");
+        const std::tuple<QString, QString, bool> places[] = { { rubbish.path(), {}, false },
+            { other.path(), {}, false }, { good, {}, true }, { rubbish.path(), good, true } };
+        for (const auto& [v6, v5, usable] : places) {
+            qputenv("NDI_RUNTIME_DIR_V6", QFile::encodeName(v6));
+            qputenv("NDI_RUNTIME_DIR_V5", QFile::encodeName(v5));
+            QString error;
+            QCOMPARE(NdiRuntime::load(error) != nullptr, usable);
+            QVERIFY2(error.isEmpty() == usable, qPrintable(error));
+        }
     }
 
     void cleanup() { QCOMPARE(m_held(), 0); }

@@ -30,6 +30,11 @@ class Failure(Exception):
     """What did not happen, in words for whoever reads the test's output."""
 
 
+def expect(condition, complaint):
+    if not condition:
+        raise Failure(complaint)
+
+
 def now():
     return time.time() * 1000
 
