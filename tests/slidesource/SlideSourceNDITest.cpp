@@ -36,7 +36,8 @@ class SlideSourceNDITest : public QObject
 private slots:
     void initTestCase()
     {
-        QLibrary library(qEnvironmentVariable("NDI_RUNTIME_DIR_V6") + u"/libndi.so.6"_s);
+        qputenv("NDI_RUNTIME_DIR_V6", PODIUMCAST_FAKE_NDI);
+        QLibrary library(NdiRuntime::candidates().first());
         QVERIFY2(library.load(), qPrintable(library.errorString()));
         m_push = FakeNdiPush(library.resolve("fakendi_push"));
         m_held = FakeNdiHeld(library.resolve("fakendi_held"));
