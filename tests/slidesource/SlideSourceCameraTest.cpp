@@ -5,6 +5,7 @@
 #include "slidesource/CameraDevice.h"
 #include "slidesource/NewVideoCapture.h"
 
+#include <QTemporaryDir>
 #include <QTest>
 
 #include <memory>
@@ -48,8 +49,11 @@ private slots:
             QCoreApplication::applicationDirPath() + u"/../../src/app"_s);
         const auto capture = newVideoCapture();
         cv::Mat frame;
+        const QTemporaryDir directory;
+        QVERIFY(QImage(320, 240, QImage::Format_RGB32).save(directory.filePath(u"1.png"_s)));
+        const QString pictures = directory.filePath(u"%d.png"_s);
         QVERIFY(
-            capture && capture->open(m_video.toStdString(), cv::CAP_ANY) && capture->read(frame));
+            capture && capture->open(pictures.toStdString(), cv::CAP_ANY) && capture->read(frame));
         QCOMPARE(frame.cols, 320);
     }
 
