@@ -1,6 +1,8 @@
 """A small disk of its own for a test, which nobody else sees and which goes with the process."""
+import atexit
 import os
 import pathlib
+import shutil
 import subprocess
 import sys
 
@@ -19,9 +21,16 @@ def enter_namespace():
     os.execvp(command[0], [*command, sys.executable, *sys.argv])
 
 
+def remove(directory):
+    """What the helpers could not remove while a disk was mounted there."""
+    subprocess.run(["umount", "-l", directory])
+    shutil.rmtree(directory.parent, ignore_errors=True)
+
+
 def mount(directory, megabytes, image=None, in_memory=False):
     """Mounts a disk of this size, in the image file; without one also in memory, if it must be."""
     directory.mkdir(exist_ok=True)
+    atexit.register(remove, directory)
     must_be_file = bool(image)
     if not in_memory:
         image = image or pathlib.Path(f"{directory}.img")
