@@ -1,6 +1,7 @@
 #include "recorders/AudioRecorder.h"
 
 #include "recorders/WavFileHeader.h"
+#include "recorders/fileErrorReason.h"
 #include "recording/Presentation.h"
 #include "settings/RecorderSettings.h"
 
@@ -112,7 +113,7 @@ void AudioRecorder::start()
         emit recordingError(
             tr("The audio file \"%1\" cannot be written: %2. Check that the directory exists, may "
                "be written and has free space, then start the recording again.")
-                .arg(QDir::toNativeSeparators(m_file.fileName()), m_file.errorString()));
+                .arg(QDir::toNativeSeparators(m_file.fileName()), fileErrorReason(m_file)));
         if (m_state == Starting)
             stop();
         return;
@@ -190,7 +191,7 @@ void AudioRecorder::stop()
         emit recordingError(
             tr("The end of the audio file \"%1\" could not be written: %2. What was written before "
                "is kept; free some space on the disk before the next recording.")
-                .arg(QDir::toNativeSeparators(m_file.fileName()), m_file.errorString()));
+                .arg(QDir::toNativeSeparators(m_file.fileName()), fileErrorReason(m_file)));
     }
     setState(Stopped);
     emit stopped();
@@ -267,7 +268,7 @@ void AudioRecorder::reportSilence()
     if (m_file.error() != QFileDevice::NoError) {
         reportTrouble(tr("The sound can no longer be written to \"%1\": %2. Free some space on the "
                          "disk, then stop and start a new recording.")
-                          .arg(path, m_file.errorString()));
+                          .arg(path, fileErrorReason(m_file)));
     } else if (!QFileInfo::exists(m_file.fileName())) {
         reportTrouble(tr("The audio file \"%1\" was removed during the recording. Stop, check the "
                          "directory and start a new recording.")

@@ -1,4 +1,5 @@
 #include "recorders/appendToTextFile.h"
+#include "recorders/fileErrorReason.h"
 
 #include <QFile>
 
@@ -11,7 +12,7 @@ bool appendToTextFile(const QString& path, const QByteArray& text, QString* erro
     const qint64 end = open ? file.size() : 0;
     if (open && file.write(text) == text.size())
         return true;
-    *error = file.errorString();
+    *error = fileErrorReason(file);
     if (open)
         file.resize(end); // a full disk may have taken the first bytes
     return false;
