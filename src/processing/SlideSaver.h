@@ -46,8 +46,8 @@ signals:
     /// After slideSavingError(): a slide was written completely again. Whoever shows the first
     /// error of a row only can start anew.
     void slideSavingRecovered();
-    /// The disk does not keep up: slides wait in memory. In words for the operator; again only after
-    /// all of them were written. Emitted on the thread that adds slides.
+    /// The disk does not keep up: slides wait in memory. In words for the operator; again only
+    /// after all of them were written. Emitted on the thread that adds slides.
     void slidesWaiting(const QString& message);
     /// Also after a failure: the slide keeps its number and its line.
     void slideSaved(int screen, qint64 time, const QString& name, const QString& pngFilePath);

@@ -234,8 +234,9 @@ bool AudioRecorder::inputIsConnected() const
     return AudioInputInfo::availableAudioInputs().contains(m_input);
 }
 
-/// Called once a second while there is a source: brings the bytes to the file, and notices that the bytes have stopped, or that they
-/// can only come from another input, to which the system has moved us.
+/// Called once a second while there is a source: brings the bytes to the file, and notices that the
+/// bytes have stopped, or that they can only come from another input, to which the system has moved
+/// us.
 void AudioRecorder::checkFlow()
 {
     // At low rates the file's buffer holds seconds, which would be lost with the process.

@@ -15,7 +15,8 @@
 ///
 /// Where @c image shares the matrix's pixels (camera, NDI) it holds a reference to the pixel
 /// buffer of its own (see sharedImage()), so it stays valid when the matrix is deleted.
-struct SlideImage {
+struct SlideImage
+{
     cv::Mat* mat = nullptr; ///< 8 bit: BGR (screen, camera), RGBA (NDI), BGRA (odd screenshots)
     QImage image; ///< the same frame for display and for the PNG file
 };

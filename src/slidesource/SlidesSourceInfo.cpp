@@ -54,6 +54,7 @@ QList<SlidesSourceInfo> SlidesSourceInfo::availableSlideSourcesGeneral()
 QDebug operator<<(QDebug debug, const SlidesSourceInfo& info)
 {
     const QDebugStateSaver saver(debug);
-    debug << "SlidesSourceInfo" << "(" << int(info.type()) << "," << info.name() << ")";
+    debug << "SlidesSourceInfo"
+          << "(" << int(info.type()) << "," << info.name() << ")";
     return debug;
 }

@@ -6,8 +6,9 @@
 class Presentation;
 
 /// Scans a directory for presentations on a thread of its own, repairs those that were cut off and
-/// hands each one over as soon as it is loaded. The object itself lives on its creator's thread, which is also where the
-/// presentations are moved to before loadedPresentation() is emitted; the receiver owns them.
+/// hands each one over as soon as it is loaded. The object itself lives on its creator's thread,
+/// which is also where the presentations are moved to before loadedPresentation() is emitted; the
+/// receiver owns them.
 ///
 /// requestInterruption() makes the scan end after the presentation at hand.
 class PresentationModelLoader : public QThread

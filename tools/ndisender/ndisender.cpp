@@ -1,4 +1,5 @@
-// Sends NDI sources for the tests and the measurements, all from one process, as its standard input says:
+// Sends NDI sources for the tests and the measurements, all from one process, as its standard input
+// says:
 //   create NAME WIDTH HEIGHT FPS    a source with a black picture
 //   fill NAME RED GREEN BLUE        one colour
 //   clock NAME                      a white bar whose position tells the time (clockBarX)

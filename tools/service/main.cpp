@@ -1,7 +1,7 @@
 // The service and a video switcher as a program, for demonstrations: listens on loopback until it
 // is ended, and records every request as a line of JSON. The line "down" on standard input has the
-// service cut all its connections and refuse new ones, "up" brings it back; each is repeated when it
-// is done.
+// service cut all its connections and refuse new ones, "up" brings it back; each is repeated when
+// it is done.
 #include "service/TestCertificates.h"
 #include "service/TestService.h"
 
@@ -73,8 +73,7 @@ int main(int argc, char** argv)
         const QByteArray command = QByteArray(text).trimmed();
         if (command == "down")
             service.shutDown();
-        else if (command != "up"
-            || !service.listenTls(certificates->serverConfiguration(), port))
+        else if (command != "up" || !service.listenTls(certificates->serverConfiguration(), port))
             return;
         QTextStream(stdout) << command << Qt::endl;
     });
