@@ -195,25 +195,29 @@ void Application::connectDisk()
     connect(&m_diskMonitor, &DiskMonitor::minutesLeftChanged, m_mainWindow,
         &MainWindow::setDiskMinutesLeft);
     connect(&m_diskMonitor, &DiskMonitor::levelChanged, m_mainWindow, &MainWindow::setDiskLevel);
-    connect(&m_diskMonitor, &DiskMonitor::levelChanged, this, [this](DiskMonitor::Level level) {
-        if (level != DiskMonitor::Exhausted
-            || (m_recorder.state() != Recorder::Started
-                && m_recorder.state() != Recorder::Starting))
-            return;
-        // Said when the recording has ended: until then the window would forget it.
-        m_errorsAtEnd.append(
-            tr("The recording was stopped because the disk is full: less than 50 MB are free in "
-               "%1. What was recorded is complete. Delete or move files until at least 500 MB are "
-               "free, then start a new recording.")
-                .arg(QDir::toNativeSeparators(workDir())));
-        m_mainWindow->qml_stopRecording();
-    });
+    connect(&m_diskMonitor, &DiskMonitor::levelChanged, this, &Application::stopWhenDiskIsFull);
+    // The disk may have become full between the press of the button and the recorder's start.
+    connect(&m_recorder, &Recorder::started, this, &Application::stopWhenDiskIsFull);
     connect(&m_recorder, &Recorder::presentationCreated, &m_diskMonitor,
         [this](const Presentation* presentation) {
             m_diskMonitor.recordingStarted(presentation->dir());
         });
     connect(&m_recorder, &Recorder::stopped, &m_diskMonitor, &DiskMonitor::recordingStopped);
     m_diskMonitor.watch(workDir());
+}
+
+void Application::stopWhenDiskIsFull()
+{
+    if (m_diskMonitor.level() != DiskMonitor::Exhausted
+        || (m_recorder.state() != Recorder::Started && m_recorder.state() != Recorder::Starting))
+        return;
+    // Said when the recording has ended: until then the window would forget it.
+    m_errorsAtEnd.append(
+        tr("The recording was stopped because the disk is full: less than 50 MB are free in %1. "
+           "What was recorded is complete. Delete or move files until at least 500 MB are free, "
+           "then start a new recording.")
+            .arg(QDir::toNativeSeparators(workDir())));
+    m_mainWindow->qml_stopRecording();
 }
 
 void Application::connectQuit()

@@ -46,6 +46,7 @@ private:
     void connectWindow();
     void connectDisk();
     void connectQuit();
+    void stopWhenDiskIsFull();
 
     void start(bool liveStream, bool connectToExistingLiveStream, const QString& presentationId);
     void onRecorderStopped();

@@ -2,6 +2,7 @@
 #include "app/qMain.h"
 
 #include <QCoreApplication>
+#include <QElapsedTimer>
 #include <QSocketNotifier>
 
 #include <csignal>
@@ -13,6 +14,10 @@
 namespace {
 
 int signalSockets[2] = { -1, -1 };
+
+// A session's end comes as SIGTERM and at once SIGHUP, a terminal's as SIGHUP twice. That is one
+// request to quit; a second one gives up what is left to do.
+constexpr qint64 SameRequestMs = 2000;
 
 // Only async-signal-safe calls here: the byte wakes the event loop, which does the work.
 void onSignal(int)
@@ -30,18 +35,28 @@ void quitOnSignals()
         return;
     auto* notifier = new QSocketNotifier(
         signalSockets[1], QSocketNotifier::Read, QCoreApplication::instance());
-    QObject::connect(notifier, &QSocketNotifier::activated, notifier, [] {
-        char byte = 0;
-        if (read(signalSockets[1], &byte, sizeof byte) == sizeof byte && Application::instance())
-            Application::instance()->requestQuit();
-    });
+    QObject::connect(
+        notifier, &QSocketNotifier::activated, notifier, [request = QElapsedTimer()]() mutable {
+            char byte = 0;
+            if (read(signalSockets[1], &byte, sizeof byte) != sizeof byte)
+                return;
+            if (request.isValid() && request.elapsed() < SameRequestMs)
+                return;
+            request.start();
+            if (Application::instance())
+                Application::instance()->requestQuit();
+        });
 
     struct sigaction action = {};
     action.sa_handler = onSignal;
     sigemptyset(&action.sa_mask);
     action.sa_flags = SA_RESTART;
-    for (const int number : { SIGTERM, SIGINT, SIGHUP })
-        sigaction(number, &action, nullptr);
+    for (const int number : { SIGTERM, SIGINT, SIGHUP }) {
+        struct sigaction inherited = {};
+        // What whoever started us has ignored stays so: "nohup" outlives its terminal.
+        if (sigaction(number, nullptr, &inherited) == 0 && inherited.sa_handler != SIG_IGN)
+            sigaction(number, &action, nullptr);
+    }
 }
 
 // Left to itself, glibc soon takes the memory of all frames from the heaps of the threads that make

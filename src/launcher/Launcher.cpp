@@ -56,8 +56,13 @@ int WINAPI WinMain(HINSTANCE, HINSTANCE, LPSTR, int)
     std::wstring commandLine = L'"' + program + L'"' + arguments();
 
     // How the window is to appear, as whoever started the launcher asked for it.
+    // Its handles are not inherited.
+    STARTUPINFOW given = {};
+    GetStartupInfoW(&given);
     STARTUPINFOW startup = {};
-    GetStartupInfoW(&startup);
+    startup.cb = sizeof startup;
+    startup.dwFlags = given.dwFlags & STARTF_USESHOWWINDOW;
+    startup.wShowWindow = given.wShowWindow;
     PROCESS_INFORMATION process = {};
     if (!CreateProcessW(program.c_str(), commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr,
             nullptr, &startup, &process))

@@ -7,6 +7,10 @@
 /// process. Any thread; every call may wait for the disk.
 namespace DiskAccess {
 
+/// @p path as the system's and the C library's own functions take it, however long it is: Windows
+/// refuses them more than 259 characters otherwise. Qt does that by itself.
+[[nodiscard]] QString nativePath(const QString& path);
+
 /// Has the system write what it still holds of a file, or of a directory's entries, to the disk.
 /// False when it cannot; on Windows also for every directory, whose entries NTFS keeps safe itself.
 bool syncToDisk(const QString& path);

@@ -16,6 +16,11 @@ constexpr int MaxContent = 1024;
 
 namespace DiskAccess {
 
+QString nativePath(const QString& path)
+{
+    return path;
+}
+
 bool syncToDisk(const QString& path)
 {
     const int fd = open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC);

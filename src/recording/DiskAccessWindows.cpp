@@ -4,6 +4,8 @@
 
 #include <windows.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr DWORD MaxContent = 1024;
@@ -11,7 +13,7 @@ constexpr DWORD ShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELET
 
 HANDLE openFile(const QString& path, DWORD disposition)
 {
-    const QString native = QDir::toNativeSeparators(path);
+    const QString native = DiskAccess::nativePath(path);
     return CreateFileW(reinterpret_cast<const wchar_t*>(native.utf16()),
         GENERIC_READ | GENERIC_WRITE, ShareAll, nullptr, disposition, FILE_ATTRIBUTE_NORMAL,
         nullptr);
@@ -34,6 +36,17 @@ OVERLAPPED farAway()
 
 namespace DiskAccess {
 
+QString nativePath(const QString& path)
+{
+    constexpr qsizetype MaxPath = 259;
+    const QString native = QDir::toNativeSeparators(path);
+    if (path.size() <= MaxPath)
+        return native;
+    if (native.startsWith("\\\\"_L1)) // in the network
+        return u"\\\\?\\UNC"_s + native.sliced(1);
+    return u"\\\\?\\"_s + native;
+}
+
 bool syncToDisk(const QString& path)
 {
     const HANDLE file = openFile(path, OPEN_EXISTING);
@@ -46,7 +59,7 @@ bool syncToDisk(const QString& path)
 
 void hide(const QString& path)
 {
-    const QString native = QDir::toNativeSeparators(path);
+    const QString native = nativePath(path);
     SetFileAttributesW(reinterpret_cast<const wchar_t*>(native.utf16()), FILE_ATTRIBUTE_HIDDEN);
 }
 

@@ -5,6 +5,7 @@
 #include "recording/Presentation.h"
 #include "recording/RecordingLock.h"
 
+#include <QDateTime>
 #include <QDebug>
 #include <QFile>
 #include <QFileInfo>
@@ -195,9 +196,19 @@ bool mark(const QDir& dir)
     return true;
 }
 
+// A recording writes its sound at least once a second.
+bool isSilent(const QString& audio)
+{
+    constexpr qint64 MinAgeSecs = 60;
+    const QDateTime written = QFileInfo(audio).lastModified();
+    return written.isValid() && qAbs(written.secsTo(QDateTime::currentDateTime())) >= MinAgeSecs;
+}
+
 bool repair(const QDir& dir, bool dead, int audioFrameSize)
 {
     const QString audio = dir.absoluteFilePath(u"audio.wav"_s);
+    if (!dead)
+        return completeAudio(audio, audioFrameSize);
     QList<QDir> slideDirs{ dir };
     for (const QString& name : dir.entryList({ u"slides_*"_s }, QDir::Dirs | QDir::NoSymLinks))
         slideDirs.append(QDir(dir.absoluteFilePath(name)));
@@ -210,7 +221,7 @@ bool repair(const QDir& dir, bool dead, int audioFrameSize)
     done = completeObjects(dir.absoluteFilePath(u"screens_geometry.txt"_s)) && done;
     if (audioFrameSize > 0)
         done = completeAudio(audio, audioFrameSize) && done;
-    else if (dead && holdsNoSound(audio))
+    else if (holdsNoSound(audio))
         done = QFile::remove(audio) && done;
     return done;
 }
@@ -223,10 +234,12 @@ PresentationRecovery::Result PresentationRecovery::recover(const QDir& dir)
     const RecordingLock::Owner owner = RecordingLock::inspect(dir, lock);
     if (owner == RecordingLock::Live)
         return Untouched;
-    // Without a lock the header's zeros are witness enough, but nothing else is.
+    // Without a lock, which a live recording may have failed to take, the header's zeros are
+    // witness for the sound, once nobody writes it any more, and for nothing else.
     const bool dead = owner == RecordingLock::Dead;
-    const int audioFrameSize = frameSizeOfCutOff(dir.absoluteFilePath(u"audio.wav"_s), dead);
-    if (!dead && audioFrameSize == 0)
+    const QString audio = dir.absoluteFilePath(u"audio.wav"_s);
+    const int audioFrameSize = frameSizeOfCutOff(audio, dead);
+    if (!dead && (audioFrameSize == 0 || !isSilent(audio)))
         return Untouched;
     if (!Presentation(dir).loadXml())
         return Untouched;

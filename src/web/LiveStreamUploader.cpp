@@ -1,14 +1,13 @@
 #include "web/LiveStreamUploader.h"
 
+#include "recording/DiskAccess.h"
 #include "web/LiveStreamUploaderContext.h"
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>
 #include <QDebug>
 #include <QDebugStateSaver>
-#include <QDir>
 #include <QMutexLocker>
-#include <QOperatingSystemVersion>
 
 #include <exception>
 
@@ -42,20 +41,6 @@ void applyEndpointFromEnvironment(Aws::Client::ClientConfiguration& configuratio
     configuration.scheme
         = endpoint.startsWith("https://"_L1) ? Aws::Http::Scheme::HTTPS : Aws::Http::Scheme::HTTP;
     configuration.endpointOverride = awsStringFromQString(endpoint);
-}
-
-/// The SDK opens files with the C++ library, to which Windows refuses paths of more than 259
-/// characters unless they are written like this. Qt does it by itself.
-QString pathForSdk(const QString& path)
-{
-    constexpr qsizetype MaxPath = 259;
-    if (path.size() <= MaxPath
-        || QOperatingSystemVersion::currentType() != QOperatingSystemVersion::Windows)
-        return path;
-    const QString native = QDir::toNativeSeparators(path);
-    if (native.startsWith("\\\\"_L1)) // in the network
-        return u"\\\\?\\UNC"_s + native.sliced(1);
-    return u"\\\\?\\"_s + native;
 }
 
 std::shared_ptr<const LiveStreamUploaderContext> contextOf(
@@ -221,9 +206,10 @@ void LiveStreamUploader::uploadSlide(const SlideToUpload& slide)
         m_unreported = context;
     }
     const auto transfer = m_transferManager->UploadFile(
-        awsStringFromQString(pathForSdk(slide.filePath)), awsStringFromQString(m_config.bucket),
-        awsStringFromQString(key), awsStringFromQString(context->contentType()),
-        Aws::Map<Aws::String, Aws::String>(), context);
+        awsStringFromQString(DiskAccess::nativePath(slide.filePath)),
+        awsStringFromQString(m_config.bucket), awsStringFromQString(key),
+        awsStringFromQString(context->contentType()), Aws::Map<Aws::String, Aws::String>(),
+        context);
     {
         const QMutexLocker lock(&m_transferMutex);
         m_transfer = transfer;

@@ -5,6 +5,7 @@
 #include "recording/RecordingKeeper.h"
 #include "recording/RecordingLock.h"
 
+#include <QDateTime>
 #include <QFile>
 #include <QJsonDocument>
 #include <QTemporaryDir>
@@ -121,15 +122,18 @@ private slots:
         QTest::addColumn<QByteArray>("lock"); // null: there is none
         QTest::addColumn<QByteArray>("audio");
         QTest::addColumn<bool>("repaired");
+        QTest::addColumn<int>("age"); // of the sound's last bytes, in seconds
         const QByteArray none;
         const QByteArray foreign = QByteArray(64, 'f') + '\n';
-        QTest::newRow("complete") << none << wav(68, 32, Samples) << false;
-        QTest::newRow("zeros without a lock") << none << wav(0, 0, Samples) << true;
-        QTest::newRow("no samples") << none << wav(0, 0, {}) << false;
-        QTest::newRow("a length without a lock") << none << wav(68, 0, Samples) << false;
+        QTest::newRow("complete") << none << wav(68, 32, Samples) << false << 90;
+        QTest::newRow("zeros without a lock") << none << wav(0, 0, Samples) << true << 90;
+        QTest::newRow("no lock, but still growing") << none << wav(0, 0, Samples) << false << 1;
+        QTest::newRow("no samples") << none << wav(0, 0, {}) << false << 90;
+        QTest::newRow("a length without a lock") << none << wav(68, 0, Samples) << false << 90;
         QTest::newRow("not our header")
-            << none << wav(0, 0, Samples).replace("data", "LIST") << false;
-        QTest::newRow("recorded by another computer") << foreign << wav(0, 0, Samples) << false;
+            << none << wav(0, 0, Samples).replace("data", "LIST") << false << 90;
+        QTest::newRow("recorded by another computer")
+            << foreign << wav(0, 0, Samples) << false << 90;
     }
 
     void repairsOrLeavesAlone()
@@ -140,12 +144,15 @@ private slots:
         if (!lock.isNull())
             write(RecordingLock::FileName, lock);
         write(u"audio.wav"_s, audio);
+        QFETCH(int, age);
+        QVERIFY(letSoundRest(age));
         write(u"timestamps_ms.txt"_s, "1 1002\n2 5");
         const QDir dir(m_dir->path());
         QCOMPARE(PresentationRecovery::recover(dir),
             repaired ? PresentationRecovery::Recovered : PresentationRecovery::Untouched);
         QCOMPARE(read(u"audio.wav"_s), repaired ? wav(68, 32, Samples) : audio);
-        QCOMPARE(read(u"timestamps_ms.txt"_s), repaired ? "1 1002\n" : "1 1002\n2 5");
+        // Of the other files only a lock tells that nobody writes them any more.
+        QCOMPARE(read(u"timestamps_ms.txt"_s), "1 1002\n2 5");
         QCOMPARE(PresentationRecovery::isMarked(dir), repaired);
         // No presentation: not even with a lock.
         QVERIFY(QFile::remove(dir.filePath(u"presentation.xml"_s)));
@@ -190,10 +197,19 @@ private slots:
             QStringList({ u"audio.wav"_s, u"presentation.xml"_s })); // the lock is hidden
         keeper->retire();
         QTRY_VERIFY(!exists(RecordingLock::FileName));
+        QVERIFY(letSoundRest(90));
         QCOMPARE(PresentationRecovery::recover(dir), PresentationRecovery::Recovered);
     }
 
 private:
+    bool letSoundRest(int seconds) const
+    {
+        QFile file(m_dir->filePath(u"audio.wav"_s));
+        return file.open(QFile::ReadWrite)
+            && file.setFileTime(
+                QDateTime::currentDateTime().addSecs(-seconds), QFileDevice::FileModificationTime);
+    }
+
     void write(const QString& name, const QByteArray& content) const
     {
         QFile file(m_dir->filePath(name));
