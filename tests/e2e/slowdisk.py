@@ -73,8 +73,9 @@ class PassThrough:
 
     use_ns = True  # times are whole nanoseconds
 
-    def __init__(self, behind, control):
+    def __init__(self, behind, control, interrupted):
         self.behind, self.control = behind, pathlib.Path(control)
+        self.interrupted = interrupted  # whether the waiting process has got a signal
 
     def __call__(self, operation, path, *arguments):
         begin = time.monotonic()
@@ -83,6 +84,9 @@ class PassThrough:
             wait = max(everything, changes if operation in CHANGES else 0)
             if time.monotonic() - begin >= wait:
                 break
+            # As on a network drive: whoever waits can be killed, though the disk never answers.
+            if self.interrupted():
+                raise OSError(errno.EINTR, operation)
             time.sleep(0.02)
         if operation in failing:
             raise OSError(errno.EIO, operation)
@@ -147,8 +151,9 @@ def main(directory, behind, control):
 
     os.umask(0)
     ctypes.CDLL(None).prctl(1, signal.SIGKILL)  # PR_SET_PDEATHSIG: a killed test leaves no disk behind
-    fusepy.FUSE(PassThrough(os.path.abspath(behind), os.path.abspath(control)), directory,
-                foreground=True, big_writes=True)
+    fusepy.FUSE(PassThrough(os.path.abspath(behind), os.path.abspath(control),
+                            fusepy._libfuse.fuse_interrupted),
+                directory, foreground=True, big_writes=True)
 
 
 if __name__ == "__main__":
