@@ -63,8 +63,11 @@ QList<SlidesSourceInfo> SlidesSourceInfo::availableSlideSourcesWindowsDirectShow
 {
     QList<SlidesSourceInfo> infos;
     const ComScope com; // outlives the pointers below
-    if (!com.usable())
+    if (!com.usable()) {
+        qWarning() << "[SlidesSourceInfo]"
+                   << "cannot initialise COM to list video inputs";
         return infos;
+    }
     const ComPtr<IEnumMoniker> inputs = videoInputs();
     if (!inputs) {
         qWarning() << "[SlidesSourceInfo]"

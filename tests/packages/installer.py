@@ -6,6 +6,7 @@ Runs inside tests/harness/desktop.sh:  installer.py SETUP.exe DIRECTORY-OF-THE-Z
 """
 import os
 import pathlib
+import shutil
 import subprocess
 import sys
 
@@ -69,8 +70,17 @@ def main():
 
     stale = installed / "app" / "qt.conf"
     stale.write_text("of another version")
-    expect(wine(setup, "/S") == 0, "installing again failed")
-    expect(contents(installed).items() >= (product | theirs).items(), "installing again lost something")
+    uninstaller = UNINSTALLER.read_bytes()
+    # Stands in for one that fails: it ends with 7 and leaves a file.
+    shutil.copy("build/windows/tests/packages/ArgumentsEcho.exe", UNINSTALLER)
+    code = wine(setup, "/S")
+    pathlib.Path("command-line.txt").unlink()
+    expect(code == 2, "what could not be removed was installed over")
+    expect(stale.read_text() == "of another version", "files changed although the installer gave up")
+    for healthy_or_damaged in uninstaller, b"damaged":
+        UNINSTALLER.write_bytes(healthy_or_damaged)
+        expect(wine(setup, "/S") == 0, "installing again failed")
+        expect(contents(installed).items() >= (product | theirs).items(), "installing again lost something")
 
     expect(wine(UNINSTALLER, "/S") == 0, "the uninstaller failed")
     # It goes on as a copy of itself.
