@@ -6,7 +6,8 @@
 
 class QWindow;
 
-/// Keeps the system as a recording needs it: no sleep, no blank or locked screens in the slides.
+/// Asks the system to stay as a recording needs it: no sleep, no blank screens in the slides. On
+/// Windows a screen saver, or a lock that a policy prescribes, may still come.
 /// Where the platform shows it, a shut-down that has to wait says why. What is not offered is left
 /// out with a line in the log. A crash ends it all, because the system notices that the process has
 /// gone. Main thread; never waits for another process.
