@@ -102,10 +102,9 @@ void VMixApiPoller::poll()
 
 void VMixApiPoller::reportError(QNetworkReply::NetworkError code, const QString& words)
 {
-    // Qt's words name the whole address, which may hold a password.
-    const QUrl url(m_endpoint, QUrl::TolerantMode);
+    // Qt's words name the whole address, or the one that it was led to, with the password.
     QString text = words;
-    text.replace(url.toString(), url.toDisplayString(QUrl::RemoveUserInfo));
+    text.remove(QUrl(m_endpoint, QUrl::TolerantMode).userInfo() + u'@');
     qWarning() << "[VMixApiPoller]" << text << code;
     m_lastError = tr("Polling vMix API failed: %1 (%2).").arg(int(code)).arg(text);
     emit pollingError(m_lastError);
