@@ -39,3 +39,8 @@ var durationText = "#a5a3b8"
 var durationFraction = "#55536a"
 var pointerText = "#55536a"
 var statusText = "#9a98b0"
+
+/// The sizes of captures, "1920x1080, 1280x720"; those of scaled screens are fractions.
+function sizesText(sizes) {
+    return sizes.map(size => Math.round(size.width) + "x" + Math.round(size.height)).join(", ")
+}

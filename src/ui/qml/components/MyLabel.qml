@@ -3,7 +3,8 @@ import "../colors.js" as Colors
 import "../theme.js" as Theme
 
 /// A text. What comes from outside is shown as it is: plain text is the default, and a rich text
-/// is one that is written in these screens.
+/// is one that is written in these screens. Without wrapping it is one line, whatever line feeds are
+/// in it.
 Text {
     id: label
 
@@ -16,6 +17,7 @@ Text {
     font.family: Theme.fontFamily
     font.pixelSize: Theme.fontBody
     linkColor: Colors.blue
+    maximumLineCount: textFormat === Text.PlainText && wrapMode === Text.NoWrap ? 1 : undefined
     textFormat: Text.PlainText
 
     Accessible.ignored: spokenText.length === 0

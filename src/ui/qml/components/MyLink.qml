@@ -29,6 +29,7 @@ MyAbstractButton {
         font.family: control.font.family
         font.pixelSize: control.font.pixelSize
         font.underline: control.hovered || control.visualFocus
+        maximumLineCount: 1
         text: control.text
         textFormat: Text.PlainText
     }

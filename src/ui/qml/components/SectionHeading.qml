@@ -8,7 +8,6 @@ MyLabel {
     color: section ? Colors.blue : Theme.textOnLight
     font.bold: true
     font.capitalization: section ? Font.AllUppercase : Font.MixedCase
-    font.pixelSize: section ? Theme.fontBody : Theme.fontBody
     width: parent ? parent.width : implicitWidth
     wrapMode: Text.Wrap
 

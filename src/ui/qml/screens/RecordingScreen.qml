@@ -206,9 +206,9 @@ Rectangle {
                     Layout.fillWidth: true
                     Layout.preferredWidth: 1
                     name: qsTr("Slides resolution: ")
-                    value: (mainWindow.slidesResolutions.length > 0
-                            ? mainWindow.slidesResolutions : mainWindow.standInResolutions)
-                           .map(size => size.width + "x" + size.height).join(", ")
+                    value: Theme.sizesText(mainWindow.slidesResolutions.length > 0
+                                           ? mainWindow.slidesResolutions
+                                           : mainWindow.standInResolutions)
                 }
                 StatusLine {
                     Layout.fillWidth: true
@@ -239,6 +239,7 @@ Rectangle {
                     delegate: StatusLine {
                         required property int index
 
+                        Layout.alignment: Qt.AlignTop
                         Layout.fillWidth: true
                         Layout.preferredWidth: 1
                         name: liveStatus.lines[index][0]

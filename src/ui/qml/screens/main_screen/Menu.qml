@@ -203,8 +203,7 @@ Rectangle {
                 MyLabel {
                     color: Colors.white
                     font.pixelSize: Theme.fontTiny + 1
-                    text: preview.slidesResolutions.map(size => size.width + "x" + size.height)
-                                                   .join(", ")
+                    text: Theme.sizesText(preview.slidesResolutions)
                     visible: text.length > 0
                     width: parent.width
                 }
