@@ -1,11 +1,14 @@
 #include "app/Application.h"
 #include "app/qMain.h"
+#include "processing/WorkerEnd.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QSocketNotifier>
 
 #include <csignal>
+#include <cstdio>
+#include <cstdlib>
 #include <malloc.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -81,5 +84,13 @@ int main(int argc, char** argv)
     // rights see to that.
     umask(S_IRWXG | S_IRWXO);
     returnMemoryOfPictures();
-    return qMain(argc, argv);
+    const int result = qMain(argc, argv);
+    // A thread in a call that never returns still holds what the destructors of static objects
+    // would take from it, or wait for. Everything of ours is finished; the log was written as it
+    // came.
+    if (WorkerEnd::anyLeftAlone()) {
+        std::fflush(nullptr);
+        std::_Exit(result);
+    }
+    return result;
 }

@@ -4,6 +4,7 @@
 #include "app/Application.h"
 #include "app/Logging.h"
 #include "app/SingleInstance.h"
+#include "processing/WorkerEnd.h"
 #include "slidesource/SlideImage.h"
 
 #include <QGuiApplication>
@@ -48,6 +49,8 @@ int qMain(int argc, char** argv)
     QTimer::singleShot(0, &application, &Application::run);
     const int result = QGuiApplication::exec();
     // No upload runs any more: each ends, or is given up, when the application is about to quit.
-    Aws::ShutdownAPI(awsOptions);
+    // One that reads from a disk which hangs is left alone, and the SDK with it.
+    if (!WorkerEnd::anyLeftAlone())
+        Aws::ShutdownAPI(awsOptions);
     return result;
 }

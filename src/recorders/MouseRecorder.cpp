@@ -1,5 +1,6 @@
 #include "recorders/MouseRecorder.h"
 
+#include "processing/WorkerEnd.h"
 #include "recorders/MouseListenerPrivate.h"
 #include "recorders/MouseSaver.h"
 #include "recording/Presentation.h"
@@ -22,7 +23,11 @@ MouseRecorder::~MouseRecorder()
 {
     // Here and not in QObject's destructor: savers still working speak to a whole recorder.
     qDeleteAll(findChildren<MouseListenerPrivate*>(Qt::FindDirectChildrenOnly));
-    qDeleteAll(findChildren<MouseSaver*>(Qt::FindDirectChildrenOnly));
+    const auto savers = findChildren<MouseSaver*>(Qt::FindDirectChildrenOnly);
+    for (MouseSaver* saver : savers) {
+        saver->requestStop();
+        WorkerEnd::waitAndDelete(saver);
+    }
 }
 
 void MouseRecorder::requestStart(Presentation* presentation)

@@ -10,7 +10,8 @@
 /// they were added: "time x y" a line, milliseconds and physical pixels.
 ///
 /// The object lives on the thread that created it; all public members may be called from any
-/// thread. A stop writes everything that was added before it; so does the destructor, which waits.
+/// thread. A stop writes everything that was added before it; so does the destructor, which waits
+/// for the disk: whoever deletes a saver whose thread may still run goes through WorkerEnd.
 class MouseSaver : public QThread
 {
     Q_OBJECT

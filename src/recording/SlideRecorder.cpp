@@ -2,6 +2,7 @@
 
 #include "processing/SlideProcessor.h"
 #include "processing/SlideSaver.h"
+#include "processing/WorkerEnd.h"
 #include "recording/Presentation.h"
 #include "settings/RecorderSettings.h"
 #include "slidesource/SlideSource.h"
@@ -15,14 +16,6 @@
 
 using namespace Qt::StringLiterals;
 
-namespace {
-
-// A worker that needs longer at the end of the program hangs in a device or on a dead disk; the
-// process must end all the same.
-constexpr int WorkerTimeoutMs = 10'000;
-
-} // namespace
-
 SlideRecorder::SlideRecorder(QObject* parent)
     : QObject(parent)
 {
@@ -34,22 +27,17 @@ SlideRecorder::~SlideRecorder()
     // as a stop, with the queued captures and slides delivered by hand.
     if (m_slideSource) {
         m_slideSource->requestStop();
-        const bool sourceEnded = m_slideSource->wait(WorkerTimeoutMs);
+        const bool sourceEnded = WorkerEnd::wait(m_slideSource);
         QCoreApplication::sendPostedEvents(m_slideProcessor, QEvent::MetaCall);
         m_slideProcessor->requestStop();
-        const bool processorEnded = m_slideProcessor->wait(WorkerTimeoutMs);
+        const bool processorEnded = WorkerEnd::wait(m_slideProcessor);
         QCoreApplication::sendPostedEvents(m_slideSaver, QEvent::MetaCall);
         m_slideSaver->requestStop();
-        const bool saverEnded = m_slideSaver->wait(WorkerTimeoutMs);
+        WorkerEnd::waitAndDelete(m_slideSaver);
         if (sourceEnded)
             delete m_slideSource;
         if (processorEnded)
             delete m_slideProcessor;
-        if (saverEnded)
-            delete m_slideSaver;
-        if (!sourceEnded || !processorEnded || !saverEnded)
-            qCritical() << "[SlideRecorder]"
-                        << "a worker does not end and is left behind";
     }
     delete m_liveStream; // gives up what is not uploaded; the files are there
 }

@@ -1,5 +1,6 @@
 #include "ui/PresentationModel.h"
 
+#include "processing/WorkerEnd.h"
 #include "recording/Presentation.h"
 #include "ui/PresentationModelLoader.h"
 
@@ -30,7 +31,7 @@ PresentationModel::~PresentationModel()
     const auto loaders = findChildren<PresentationModelLoader*>();
     for (PresentationModelLoader* loader : loaders) {
         loader->requestInterruption();
-        loader->wait();
+        WorkerEnd::waitAndDelete(loader);
     }
     // Deliveries on their way carry objects that nobody else knows.
     QCoreApplication::sendPostedEvents(this, QEvent::MetaCall);

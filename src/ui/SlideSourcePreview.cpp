@@ -1,5 +1,6 @@
 #include "ui/SlideSourcePreview.h"
 
+#include "processing/WorkerEnd.h"
 #include "recorders/MouseListenerPrivate.h"
 #include "settings/RecorderSettings.h"
 #include "slidesource/SlideSource.h"
@@ -30,6 +31,7 @@ void retire(SlideSource* source)
 {
     qWarning() << "[SlideSourcePreview]"
                << "slide source does not stop, leaving it behind";
+    WorkerEnd::noteLeftAlone();
     auto* application = QCoreApplication::instance();
     QObject::connect(source, &SlideSource::slidesCaptured, application,
         [](qint64, const QList<SlideImage>& slides, bool) { deleteMatrices(slides); });
