@@ -12,6 +12,7 @@
 #include "web/WebApi.h"
 
 #include <QCoreApplication>
+#include <QDeadlineTimer>
 #include <QDebug>
 #include <QDir>
 #include <QEventLoop>
@@ -32,10 +33,15 @@ Application* applicationInstance = nullptr;
 // At quit a recording is finished first. Local files take a second or two; the bound is for a
 // storage server that does not answer while slides wait for their upload.
 constexpr std::chrono::seconds FinishTimeout(60);
+// Without a slide that is written. A drive that wakes up answers sooner; one that hangs must not
+// keep the program from ending.
+constexpr std::chrono::seconds DiskTimeout(8);
 // The wait after an operator who asked twice, or after the one above: for what is local.
 constexpr std::chrono::seconds LastWait(5);
 // At the end of the session: systems kill, or ask the user about, a program that needs longer.
 constexpr std::chrono::seconds SessionEndTimeout(10);
+// For the last bytes to reach the disk when everything is written.
+constexpr std::chrono::seconds KeeperTimeout(2);
 
 QString workDir()
 {
@@ -290,8 +296,34 @@ void Application::quit()
         return;
     }
     m_stopRequested = true;
-    QTimer::singleShot(FinishTimeout, this, [] { QCoreApplication::exit(0); });
+    giveUpAfter(FinishTimeout, this, [] { QCoreApplication::exit(0); });
     m_recorder.requestStop();
+}
+
+/// Calls @p giveUp when the recorder does not come to its end: after @p timeout, but not, where
+/// there is time, while slides are still written one by one; sooner when the disk does not answer.
+void Application::giveUpAfter(
+    std::chrono::seconds timeout, QObject* context, const std::function<void()>& giveUp)
+{
+    auto* watch = new QTimer(context);
+    connect(&m_recorder, &Recorder::slidesSavedChanged, watch, [this] { m_lastProgress.start(); });
+    m_lastProgress.start();
+    m_diskHangs = false;
+    const bool hasTime = timeout >= FinishTimeout;
+    const QDeadlineTimer deadline(timeout);
+    connect(watch, &QTimer::timeout, context, [=] {
+        const bool isWriting = m_recorder.isWriting();
+        m_diskHangs = isWriting
+            && m_lastProgress.hasExpired(std::chrono::milliseconds(DiskTimeout).count());
+        if (!m_diskHangs && (!deadline.hasExpired() || (isWriting && hasTime)))
+            return;
+        watch->stop();
+        if (m_diskHangs)
+            qCritical()
+                << "[Application] nothing can be written, giving up what still waits for it";
+        giveUp();
+    });
+    watch->start(250);
 }
 
 void Application::show()
@@ -305,11 +337,13 @@ void Application::show()
 // after a stop; otherwise the system ends it when this returns.
 void Application::finishForSessionEnd()
 {
-    if (m_recorder.state() == Recorder::Stopped)
-        return;
-    qInfo() << "[Application] the session ends, finishing the recording";
-    m_mainWindow->setLoading(true);
-    waitForRecorder(SessionEndTimeout);
+    if (m_recorder.state() != Recorder::Stopped) {
+        qInfo() << "[Application] the session ends, finishing the recording";
+        m_mainWindow->setLoading(true);
+        waitForRecorder(SessionEndTimeout);
+    }
+    // Otherwise the recording would be taken for one that was cut off.
+    m_recorder.waitForKeepers(KeeperTimeout);
 }
 
 void Application::finishRecording()
@@ -317,7 +351,7 @@ void Application::finishRecording()
     m_mainWindow->setQuitting();
     // After quit() it has been waited for already.
     const bool waited = std::exchange(m_quitting, true);
-    if (m_recorder.state() != Recorder::Stopped)
+    if (m_recorder.state() != Recorder::Stopped && !m_diskHangs)
         waitForRecorder(waited ? LastWait : FinishTimeout);
     WebApi::instance()->finishRequests(LastWait);
 }
@@ -327,7 +361,7 @@ void Application::waitForRecorder(std::chrono::seconds timeout)
     m_stopRequested = true;
     QEventLoop loop;
     connect(&m_recorder, &Recorder::stopped, &loop, &QEventLoop::quit);
-    QTimer::singleShot(timeout, &loop, &QEventLoop::quit);
+    giveUpAfter(timeout, &loop, [&loop] { loop.quit(); });
     m_recorder.requestStop();
     loop.exec();
 }

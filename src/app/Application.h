@@ -4,11 +4,13 @@
 #include "recording/DiskMonitor.h"
 #include "recording/Recorder.h"
 
+#include <QElapsedTimer>
 #include <QObject>
 #include <QString>
 #include <QStringList>
 
 #include <chrono>
+#include <functional>
 
 class MainWindow;
 
@@ -52,6 +54,8 @@ private:
     void onRecorderStopped();
     void finishRecording();
     void waitForRecorder(std::chrono::seconds timeout);
+    void giveUpAfter(
+        std::chrono::seconds timeout, QObject* context, const std::function<void()>& giveUp);
 
     MainWindow* m_mainWindow = nullptr; ///< child object
     Recorder m_recorder;
@@ -63,5 +67,7 @@ private:
     bool m_stopRequested = false;
     bool m_startFailureTold = false;
     bool m_quitting = false;
+    bool m_diskHangs = false; ///< found out while waiting for the end of a recording
+    QElapsedTimer m_lastProgress; ///< of a recording that is being finished
     QStringList m_errorsAtEnd;
 };

@@ -7,7 +7,6 @@
 #include <QSocketNotifier>
 
 #include <csignal>
-#include <cstdio>
 #include <cstdlib>
 #include <malloc.h>
 #include <sys/socket.h>
@@ -86,11 +85,8 @@ int main(int argc, char** argv)
     returnMemoryOfPictures();
     const int result = qMain(argc, argv);
     // A thread in a call that never returns still holds what the destructors of static objects
-    // would take from it, or wait for. Everything of ours is finished; the log was written as it
-    // came.
-    if (WorkerEnd::anyLeftAlone()) {
-        std::fflush(nullptr);
+    // would take from it, or wait for. Everything else is finished.
+    if (WorkerEnd::anyLeftAlone())
         std::_Exit(result);
-    }
     return result;
 }

@@ -3,9 +3,10 @@
 #include <QDateTime>
 #include <QDebug>
 #include <QDir>
-#include <QMutexLocker>
 
 #include <cstdio>
+#include <thread>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -17,6 +18,9 @@ QChar levelLetter(QtMsgType type)
     constexpr QLatin1StringView Letters("DWCDI");
     return type >= 0 && type < Letters.size() ? QChar(Letters.at(type)) : QChar(u'U');
 }
+
+// When the process ends. A disk that has not taken the last lines by then will not.
+constexpr std::chrono::seconds LastWait(1);
 
 } // namespace
 
@@ -48,14 +52,13 @@ void Logging::log(QtMsgType type, const QMessageLogContext&, const QString& mess
     std::fwrite(bytes.constData(), 1, size_t(bytes.size()), stdout);
     std::fflush(stdout);
 
-    const QMutexLocker lock(&m_mutex);
-    if (m_logFile.isOpen()) {
-        // A stream that failed once, on a full disk, would never write again.
-        m_logStream.resetStatus();
-        m_logStream << line << Qt::endl;
-    } else {
+    {
+        const std::lock_guard lock(m_mutex);
         m_pendingLogLines.append(line);
+        m_changed.notify_all();
     }
+    if (type == QtFatalMsg) // Qt ends the process now
+        waitUntilWritten(LastWait);
 }
 
 void Logging::setLogDirectory(const QString& directory)
@@ -63,7 +66,7 @@ void Logging::setLogDirectory(const QString& directory)
     qInfo() << "[Logging]"
             << "setting log directory to" << directory;
     {
-        const QMutexLocker lock(&m_mutex);
+        const std::lock_guard lock(m_mutex);
         m_logDirectory = directory;
     }
     openLogFile();
@@ -71,7 +74,7 @@ void Logging::setLogDirectory(const QString& directory)
 
 void Logging::openLogFile()
 {
-    const QMutexLocker lock(&m_mutex);
+    const std::lock_guard lock(m_mutex);
     const QString fileName = u"podiumcast_recorder_%1.log"_s.arg(
         QDateTime::currentDateTime().toString(u"yyyyMMdd_HHmmss"_s));
     const QDir directory(m_logDirectory);
@@ -87,22 +90,57 @@ void Logging::openLogFile()
         return;
     }
     m_logStream.setDevice(&m_logFile);
+    m_isOpen = true;
     writePendingLogLinesToLogFile();
+    if (!std::exchange(m_hasWriter, true))
+        std::thread(&Logging::writeLines, this).detach(); // it ends with the process, as we do
 }
 
 void Logging::writePendingLogLinesToLogFile()
 {
-    const QMutexLocker lock(&m_mutex);
-    while (!m_pendingLogLines.isEmpty())
-        m_logStream << m_pendingLogLines.takeFirst() << Qt::endl;
+    std::unique_lock lock(m_mutex);
+    // One at a time, and without the lock, which must never be held for as long as a disk takes.
+    if (!m_isOpen || std::exchange(m_isWriting, true))
+        return;
+    while (!m_pendingLogLines.isEmpty()) {
+        const QStringList lines = std::exchange(m_pendingLogLines, {});
+        lock.unlock();
+        for (const QString& line : lines) {
+            // A stream that failed once, on a full disk, would never write again.
+            m_logStream.resetStatus();
+            m_logStream << line << Qt::endl;
+        }
+        lock.lock();
+    }
+    m_isWriting = false;
+    m_changed.notify_all();
+}
+
+void Logging::writeLines()
+{
+    for (;;) {
+        {
+            std::unique_lock lock(m_mutex);
+            m_changed.wait(
+                lock, [this] { return m_isOpen && !m_isWriting && !m_pendingLogLines.isEmpty(); });
+        }
+        writePendingLogLinesToLogFile();
+    }
+}
+
+void Logging::waitUntilWritten(std::chrono::milliseconds timeout)
+{
+    std::unique_lock lock(m_mutex);
+    m_changed.wait_for(lock, timeout,
+        [this] { return !m_isOpen || (m_pendingLogLines.isEmpty() && !m_isWriting); });
 }
 
 void Logging::closeLogFile()
 {
-    const QMutexLocker lock(&m_mutex);
-    if (!m_logFile.isOpen())
-        return;
-    m_logStream.flush();
+    waitUntilWritten(LastWait);
+    const std::lock_guard lock(m_mutex);
+    if (!std::exchange(m_isOpen, false) || m_isWriting)
+        return; // the disk does not answer
     m_logStream.setDevice(nullptr);
     m_logFile.close();
 }

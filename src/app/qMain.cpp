@@ -10,17 +10,29 @@
 #include <QGuiApplication>
 #include <QMetaType>
 #include <QQuickWindow>
+#include <QScopeGuard>
 #include <QTimer>
 
 #include <aws/core/Aws.h>
 
+#include <chrono>
+
 using namespace Qt::StringLiterals;
+
+namespace {
+
+// A disk that has not taken the log's last lines by then will not.
+constexpr std::chrono::seconds LogTimeout(1);
+
+} // namespace
 
 int qMain(int argc, char** argv)
 {
     // Of OpenCV's capture back-ends DirectShow first: its device order is the one that is listed.
     qputenv("OPENCV_VIDEOIO_PRIORITY_LIST", "DSHOW,MSMF");
     qInstallMessageHandler(messageHandler);
+    // The last of all: the process may end without the destructors of static objects.
+    const auto log = qScopeGuard([] { Logging::instance()->waitUntilWritten(LogTimeout); });
 
     QCoreApplication::setApplicationName(u"PodiumcastRecorder"_s);
     QCoreApplication::setApplicationVersion(QStringLiteral(PODIUMCAST_VERSION));

@@ -3,6 +3,8 @@
 #include <QByteArray>
 #include <QString>
 
+class QFileDevice;
+
 /// What Qt has no words for: data that is really on the disk, and locks that end with their
 /// process. Any thread; every call may wait for the disk.
 namespace DiskAccess {
@@ -12,8 +14,14 @@ namespace DiskAccess {
 [[nodiscard]] QString nativePath(const QString& path);
 
 /// Has the system write what it still holds of a file, or of a directory's entries, to the disk.
-/// False when it cannot; on Windows also for every directory, whose entries NTFS keeps safe itself.
-bool syncToDisk(const QString& path);
+/// False, and the reason in @p error, when the disk failed and something may be lost. Where the
+/// file system offers no such thing there is nothing to tell: true; so for every directory on
+/// Windows, whose entries NTFS keeps safe itself.
+bool syncToDisk(const QString& path, QString* error = nullptr);
+/// The same for a file that is open and flushed. A system tells each failure once, to one of those
+/// who have the file open: Qt, which syncs files before it renames them, swallows it. On Windows a
+/// file without its final name is left out.
+bool syncToDisk(const QFileDevice& file, QString* error = nullptr);
 
 /// Hides a file whose name begins with a dot where that alone does not do it.
 void hide(const QString& path);

@@ -12,6 +12,28 @@ namespace {
 
 constexpr int MaxContent = 1024;
 
+// False for what says that the disk failed, and not that there is nothing to sync.
+bool check(int code, QString* error)
+{
+    switch (code) {
+    case EIO:
+    case ENOSPC:
+    case EDQUOT:
+    case ENXIO:
+    case ENODEV:
+    case ESTALE:
+    case ETIMEDOUT:
+    case ENOTCONN:
+    case EHOSTDOWN:
+    case EHOSTUNREACH:
+        if (error)
+            *error = qt_error_string(code);
+        return false;
+    default:
+        return true;
+    }
+}
+
 } // namespace
 
 namespace DiskAccess {
@@ -21,15 +43,20 @@ QString nativePath(const QString& path)
     return path;
 }
 
-bool syncToDisk(const QString& path)
+bool syncToDisk(const QString& path, QString* error)
 {
     const int fd = open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC);
     if (fd < 0)
-        return false;
+        return check(errno, error);
     // Through any descriptor the whole file goes, whoever wrote it.
-    const bool synced = fsync(fd) == 0;
+    const bool synced = fsync(fd) == 0 || check(errno, error);
     close(fd);
     return synced;
+}
+
+bool syncToDisk(const QFileDevice& file, QString* error)
+{
+    return fsync(file.handle()) == 0 || check(errno, error);
 }
 
 void hide(const QString&) { }

@@ -1,6 +1,7 @@
 #include "recording/DiskAccess.h"
 
 #include <QDir>
+#include <QFileDevice>
 
 #include <windows.h>
 
@@ -32,6 +33,35 @@ OVERLAPPED farAway()
     return place;
 }
 
+// False for what says that the disk failed, and not that there is nothing to sync.
+bool check(DWORD code, QString* error)
+{
+    switch (code) {
+    case ERROR_CRC:
+    case ERROR_SEEK:
+    case ERROR_SECTOR_NOT_FOUND:
+    case ERROR_WRITE_FAULT:
+    case ERROR_GEN_FAILURE:
+    case ERROR_NOT_READY:
+    case ERROR_BAD_UNIT:
+    case ERROR_HANDLE_DISK_FULL:
+    case ERROR_DISK_FULL:
+    case ERROR_DISK_QUOTA_EXCEEDED:
+    case ERROR_IO_DEVICE:
+    case ERROR_DEVICE_NOT_CONNECTED:
+    case ERROR_DEV_NOT_EXIST:
+    case ERROR_NETNAME_DELETED:
+    case ERROR_BAD_NETPATH:
+    case ERROR_UNEXP_NET_ERR:
+    case ERROR_SEM_TIMEOUT:
+        if (error)
+            *error = qt_error_string(int(code));
+        return false;
+    default:
+        return true;
+    }
+}
+
 } // namespace
 
 namespace DiskAccess {
@@ -47,14 +77,19 @@ QString nativePath(const QString& path)
     return u"\\\\?\\"_s + native;
 }
 
-bool syncToDisk(const QString& path)
+bool syncToDisk(const QString& path, QString* error)
 {
     const HANDLE file = openFile(path, OPEN_EXISTING);
     if (file == INVALID_HANDLE_VALUE)
-        return false;
-    const bool synced = FlushFileBuffers(file) != 0;
+        return check(GetLastError(), error);
+    const bool synced = FlushFileBuffers(file) || check(GetLastError(), error);
     CloseHandle(file);
     return synced;
+}
+
+bool syncToDisk(const QFileDevice& file, QString* error)
+{
+    return syncToDisk(file.fileName(), error); // Qt's handle is not one of the system's
 }
 
 void hide(const QString& path)

@@ -1,5 +1,6 @@
 #include "recording/DiskMonitor.h"
 
+#include "processing/WorkerEnd.h"
 #include "settings/RecorderSettings.h"
 
 #include <QDateTime>
@@ -60,17 +61,44 @@ qint64 sizeOf(const QString& directory)
 
 } // namespace
 
+/// Lives on the monitor's thread.
+class DiskQuestion : public QObject
+{
+    Q_OBJECT
+
+public:
+    void ask(const QString& directory, const QString& recording, bool count)
+    {
+        const QStorageInfo storage(directory);
+        // Some file systems know no sizes and say 0 of 0: that is not full.
+        const bool known = storage.isValid() && storage.bytesTotal() > 0;
+        const qint64 recordedBytes = count ? sizeOf(recording) : -1;
+        emit answered(known ? storage.bytesAvailable() : -1, recordedBytes, recording);
+    }
+
+signals:
+    void answered(qint64 available, qint64 recordedBytes, const QString& recording);
+};
+
 DiskMonitor::DiskMonitor(QObject* parent)
     : QObject(parent)
+    , m_question(new DiskQuestion)
+    , m_thread(new QThread)
 {
-    m_pool.setMaxThreadCount(1);
+    m_question->moveToThread(m_thread);
+    connect(m_question, &DiskQuestion::answered, this, &DiskMonitor::measured);
+    m_thread->start();
     m_timer.setInterval(IdleInterval);
     connect(&m_timer, &QTimer::timeout, this, &DiskMonitor::poll);
 }
 
 DiskMonitor::~DiskMonitor()
 {
-    m_pool.waitForDone(); // its work refers to us
+    m_thread->quit();
+    if (WorkerEnd::wait(m_thread)) {
+        delete m_question;
+        delete m_thread;
+    }
 }
 
 void DiskMonitor::watch(const QString& directory)
@@ -106,15 +134,10 @@ void DiskMonitor::poll()
     // Counting thousands of slides takes a while, so not at every turn.
     const bool count = !m_recording.isEmpty()
         && (m_samples.empty() || now() - m_samples.back().time >= SampleIntervalMs);
-    m_pool.start([this, directory = m_directory, recording = m_recording, count] {
-        const QStorageInfo storage(directory);
-        // Some file systems know no sizes and say 0 of 0: that is not full.
-        const bool known = storage.isValid() && storage.bytesTotal() > 0;
-        const qint64 available = known ? storage.bytesAvailable() : -1;
-        const qint64 recordedBytes = count ? sizeOf(recording) : -1;
-        QMetaObject::invokeMethod(
-            this, [=] { measured(available, recordedBytes, recording); }, Qt::QueuedConnection);
-    });
+    QMetaObject::invokeMethod(m_question,
+        [question = m_question, directory = m_directory, recording = m_recording, count] {
+            question->ask(directory, recording, count);
+        });
 }
 
 void DiskMonitor::measured(qint64 available, qint64 recordedBytes, const QString& recording)
@@ -167,3 +190,5 @@ double DiskMonitor::expectedBytesPerSecond() const
 {
     return audioRate() + (m_slideRate > 0 ? m_slideRate : TypicalSlideRate);
 }
+
+#include "DiskMonitor.moc"

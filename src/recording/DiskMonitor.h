@@ -3,10 +3,12 @@
 #include <QDir>
 #include <QObject>
 #include <QString>
-#include <QThreadPool>
+#include <QThread>
 #include <QTimer>
 
 #include <deque>
+
+class DiskQuestion;
 
 /// Watches the free space of the disk that is recorded to, and for how long it will last.
 ///
@@ -61,7 +63,9 @@ private:
     [[nodiscard]] double bytesPerSecond() const;
     [[nodiscard]] double expectedBytesPerSecond() const;
 
-    QThreadPool m_pool; ///< one thread, so that a disk that hangs holds up nobody else
+    /// Asks the disk on m_thread; both outlive this object when the disk hangs.
+    DiskQuestion* m_question;
+    QThread* m_thread;
     QTimer m_timer;
     QString m_directory;
     QString m_recording; ///< the presentation's directory; empty before and after

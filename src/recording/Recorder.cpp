@@ -104,7 +104,8 @@ void Recorder::requestStart(
     m_presentation->setParent(this);
     m_recordingErrors.clear();
     m_keeper = new RecordingKeeper(m_presentation->dir(), this);
-    m_keeper->start(QThread::InheritPriority);
+    connect(m_keeper, &RecordingKeeper::recordingError, this, &Recorder::recordingError);
+    m_keeper->start();
     emit presentationCreated(m_presentation);
     m_slideRecorder.requestStart(m_presentation);
 
@@ -206,6 +207,23 @@ void Recorder::mouseRecorderStopped()
 void Recorder::screenGeometryRecorderStopped()
 {
     checkStop();
+}
+
+bool Recorder::isWriting() const
+{
+    return m_slideRecorder.isWriting() || m_audioRecorder.state() != AudioRecorder::Stopped
+        || m_mouseRecorder.state() != MouseRecorder::Stopped || m_mouseRecorder.isSaving()
+        || m_screenGeometryRecorder.state() != ScreenGeometryRecorder::Stopped;
+}
+
+void Recorder::waitForKeepers(std::chrono::milliseconds timeout)
+{
+    const QDeadlineTimer deadline(timeout);
+    const auto keepers = findChildren<RecordingKeeper*>(Qt::FindDirectChildrenOnly);
+    for (RecordingKeeper* keeper : keepers) {
+        if (keeper != m_keeper)
+            keeper->waitForEnd(deadline);
+    }
 }
 
 void Recorder::checkStop()

@@ -15,6 +15,8 @@
 #include <QTimer>
 #include <QVariant>
 
+#include <chrono>
+
 class Presentation;
 class RecordingKeeper;
 
@@ -33,6 +35,11 @@ public:
     explicit Recorder(QObject* parent = nullptr);
 
     [[nodiscard]] State state() const { return m_state; }
+    /// Something is still to come into the recording's files, not only to the service.
+    [[nodiscard]] bool isWriting() const;
+    /// After stopped(): until the last bytes of the recording are on the disk and it is no longer
+    /// marked as one under way. Only a disk that hangs needs all of @p timeout.
+    void waitForKeepers(std::chrono::milliseconds timeout);
     [[nodiscard]] bool isLiveStream() const { return m_slideRecorder.isLiveStream(); }
     [[nodiscard]] SlidesSourceInfo slidesSourceInfo() const
     {

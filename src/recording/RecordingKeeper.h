@@ -1,25 +1,19 @@
 #pragma once
 
-#include <QDateTime>
+#include <QDeadlineTimer>
 #include <QDir>
-#include <QHash>
-#include <QString>
-#include <QThread>
+#include <QObject>
 
-#include <condition_variable>
-#include <memory>
-#include <mutex>
-
-class RecordingLock;
+class RecordingKeeperWorker;
 
 /// Keeps what is recorded safe while a recording lasts: holds its lock, and twice a second has the
 /// system write to the disk what has changed, so that a power cut takes no more than two seconds.
 /// On a thread of its own, because a disk may take its time.
 ///
 /// Made when the presentation's directory is there. When the recording's files are closed, retire()
-/// writes the rest to the disk, removes the lock and ends the thread. The object lives on its
-/// creator's thread; its destructor retires and waits.
-class RecordingKeeper : public QThread
+/// writes the rest to the disk, removes the lock and ends the thread; the destructor does the same
+/// and waits, but leaves the thread alone when the disk hangs. Lives on its creator's thread.
+class RecordingKeeper : public QObject
 {
     Q_OBJECT
 
@@ -28,22 +22,17 @@ public:
     explicit RecordingKeeper(const QDir& presentationDir, QObject* parent = nullptr);
     ~RecordingKeeper() override;
 
+    void start();
     /// Returns at once; the object deletes itself when it is done.
     void retire();
+    /// After retire(): whether everything was done before @p deadline.
+    bool waitForEnd(const QDeadlineTimer& deadline);
 
-protected:
-    void run() override;
+signals:
+    /// The disk failed to store what was written, in words for the operator. Told once until it
+    /// works again.
+    void recordingError(const QString& message);
 
 private:
-    void requestStop();
-    void sync();
-    void syncIfChanged(const QString& path);
-
-    const QDir m_dir;
-    std::unique_ptr<RecordingLock> m_lock; ///< null when the directory takes none
-    QHash<QString, std::pair<qint64, QDateTime>> m_synced; ///< size and time of what is on the disk
-
-    std::mutex m_mutex;
-    std::condition_variable m_condition;
-    bool m_stop = false; ///< under m_mutex
+    RecordingKeeperWorker* m_worker;
 };

@@ -6,6 +6,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QSysInfo>
+#include <QThread>
 
 using namespace Qt::StringLiterals;
 
@@ -16,6 +17,9 @@ namespace {
 // For files whose lock may not reach us. A beat comes every second; what makes it late is a slow
 // drive, or a clock of the drive's computer that differs from ours.
 constexpr qint64 MaxBeatAgeSecs = 10 * 60;
+// Together what nobody notices in a window.
+constexpr int LockAttempts = 5;
+constexpr unsigned long LockRetryMs = 20;
 
 // Tells computers apart that share a drive, and says nothing about them to who reads it.
 QByteArray thisComputer()
@@ -48,16 +52,24 @@ RecordingLock::RecordingLock(const QDir& dir)
 
 std::unique_ptr<RecordingLock> RecordingLock::take(const QDir& dir)
 {
-    std::unique_ptr<RecordingLock> lock(new RecordingLock(dir));
-    const auto result = lock->m_lock.tryLock(lock->m_path, true);
-    if (result == DiskAccess::FileLock::Locked || result == DiskAccess::FileLock::NotSupported) {
-        lock->beat();
-        DiskAccess::hide(lock->m_path);
-        return lock;
+    // Made, then locked: whoever reads the list in between holds it for a moment, takes it for that
+    // of a dead recording and removes it.
+    for (int attempt = 1;; ++attempt) {
+        std::unique_ptr<RecordingLock> lock(new RecordingLock(dir));
+        const auto result = lock->m_lock.tryLock(lock->m_path, true);
+        if (result == DiskAccess::FileLock::Locked
+            || result == DiskAccess::FileLock::NotSupported) {
+            lock->beat();
+            DiskAccess::hide(lock->m_path);
+            return lock;
+        }
+        if (attempt == LockAttempts) {
+            qWarning() << "[RecordingLock]"
+                       << "locking" << lock->m_path << "failed";
+            return nullptr;
+        }
+        QThread::msleep(LockRetryMs);
     }
-    qWarning() << "[RecordingLock]"
-               << "locking" << lock->m_path << "failed";
-    return nullptr;
 }
 
 RecordingLock::Owner RecordingLock::inspect(const QDir& dir, std::unique_ptr<RecordingLock>& lock)

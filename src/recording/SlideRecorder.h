@@ -51,6 +51,8 @@ public:
     [[nodiscard]] State state() const { return m_state; }
     /// Of this recording, or the last one: what was chosen when its start was requested.
     [[nodiscard]] const SlidesSourceInfo& slidesSourceInfo() const { return m_sourceInfo; }
+    /// The pipeline exists and its saver has not written its last slide.
+    [[nodiscard]] bool isWriting() const { return m_slideSaver && !m_saverFinished; }
     [[nodiscard]] bool isLiveStream() const;
     [[nodiscard]] QString liveStreamPresentationId() const;
     [[nodiscard]] QString liveStreamPresentationTitle() const;

@@ -28,6 +28,9 @@ LiveStream::~LiveStream()
         reply->disconnect();
         reply->deleteLater();
     }
+    // Left alone with its thread.
+    if (m_uploader && !m_uploader->shutDown())
+        static_cast<void>(m_uploader.release());
 }
 
 void LiveStream::requestStart()

@@ -1,5 +1,6 @@
 #include "web/LiveStreamUploader.h"
 
+#include "processing/WorkerEnd.h"
 #include "recording/DiskAccess.h"
 #include "web/LiveStreamUploaderContext.h"
 
@@ -25,7 +26,7 @@ namespace {
 constexpr const char* AllocationTag = "LiveStreamUploader";
 constexpr long RequestTimeoutMs = 20'000;
 constexpr long ConnectTimeoutMs = 10'000;
-constexpr int CallbackEndMs = 10'000;
+constexpr int CallbackEndMs = 2000;
 constexpr quint64 TransferBufferMaxHeapSize = 52'428'800; // 50 MiB, the SDK's own default
 /// Longer files go up in parts of this size. Slides are shorter: each is one request.
 constexpr quint64 PartSize = 15'728'640; // 15 MiB
@@ -52,15 +53,19 @@ std::shared_ptr<const LiveStreamUploaderContext> contextOf(
 /// Waits until the SDK's threads have let go of @p object, then releases it on this thread. The
 /// SDK's threads hold it while they call back, and offer no other sign of having ended. The
 /// transfers are over by then: it is the last lines of callbacks that are waited for.
-template <typename T> void releaseAfterSdkThreads(std::shared_ptr<T>& object)
+template <typename T> bool releaseAfterSdkThreads(std::shared_ptr<T>& object)
 {
     const QDeadlineTimer deadline(CallbackEndMs);
     while (object.use_count() > 1 && !deadline.hasExpired())
         QThread::msleep(1);
-    if (object.use_count() > 1)
+    if (object.use_count() > 1) {
         qWarning() << "[LiveStreamUploader]"
                    << "a thread of the SDK does not end";
+        WorkerEnd::noteLeftAlone();
+        return false;
+    }
     object.reset();
+    return true;
 }
 
 QDebug operator<<(QDebug debug, const Aws::Transfer::TransferHandle& handle)
@@ -226,8 +231,8 @@ void LiveStreamUploader::uploadSlide(const SlideToUpload& slide)
     m_transfer.reset();
 }
 
-/// Main thread. Afterwards no other thread of this uploader exists, and the SDK may be shut down.
-void LiveStreamUploader::shutDown()
+/// Main thread. After true no other thread of this uploader exists.
+bool LiveStreamUploader::shutDown()
 {
     m_queue.close();
     if (const qsizetype left = m_queue.takeAll().size())
@@ -238,10 +243,11 @@ void LiveStreamUploader::shutDown()
         if (m_transfer)
             m_transfer->Cancel();
     }
-    wait();
-    releaseAfterSdkThreads(m_transferManager);
-    releaseAfterSdkThreads(m_s3Client);
+    if (!WorkerEnd::wait(this) || !releaseAfterSdkThreads(m_transferManager)
+        || !releaseAfterSdkThreads(m_s3Client))
+        return false;
     m_transferExecutor.reset(); // joins
+    return true;
 }
 
 void LiveStreamUploader::handleTransferInitiated(const HandlePointer& handle) const

@@ -37,6 +37,7 @@ class LiveStreamUploaderContext;
 ///
 /// Deleting it earlier, or the application's quitting, gives up what is queued and the transfer
 /// under way, and waits until no SDK thread can call back: Aws::ShutdownAPI() is safe after that.
+/// Where one sits in a call that does not return, see shutDown().
 class LiveStreamUploader : public QThread
 {
     Q_OBJECT
@@ -56,6 +57,9 @@ public:
     Q_INVOKABLE void addSlide(int screen, qint64 time, const QString& filePath);
     /// No more slides; what is queued is still uploaded, then stopped() comes.
     Q_INVOKABLE void requestStop();
+    /// Gives up what is queued and the transfer under way. False when a thread does not end, which
+    /// reads from a disk that hangs: then this object must not be deleted, nor the SDK shut down.
+    bool shutDown();
 
     [[nodiscard]] qint64 slidesToUpload() const { return m_slidesToUpload; }
     [[nodiscard]] qint64 slidesUploaded() const { return m_slidesUploaded; }
@@ -81,7 +85,6 @@ private:
     void createTransferStack();
     void connectCounters();
     void uploadSlide(const SlideToUpload& slide);
-    void shutDown();
 
     void handleTransferInitiated(const HandlePointer& handle) const;
     void handleTransferError(

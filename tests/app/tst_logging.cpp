@@ -39,6 +39,7 @@ private slots:
         for (const auto& thread : threads)
             QVERIFY(thread->wait());
         qInstallMessageHandler(earlier);
+        Logging::instance()->waitUntilWritten(std::chrono::seconds(10));
 
         const QStringList files = dir.entryList({ u"podiumcast_recorder_*.log"_s });
         QCOMPARE(files.size(), 1);
