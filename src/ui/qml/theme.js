@@ -2,7 +2,7 @@
 .import "colors.js" as Colors
 
 // Everything on the screens that is not a colour of the brand: the spacing unit and what is made
-// of it, type sizes, and the tones between the brand's colours.
+// of it, type sizes, the tones between the brand's colours, and how figures are written.
 
 var unit = 8
 var menuWidth = 250
@@ -43,4 +43,10 @@ var statusText = "#9a98b0"
 /// The sizes of captures, "1920x1080, 1280x720"; those of scaled screens are fractions.
 function sizesText(sizes) {
     return sizes.map(size => Math.round(size.width) + "x" + Math.round(size.height)).join(", ")
+}
+
+/// For how long the disk lasts.
+function diskText(minutes) {
+    return minutes < 120 ? qsTr("about %1 min").arg(minutes)
+                         : qsTr("about %1 h %2 min").arg(Math.floor(minutes / 60)).arg(minutes % 60)
 }

@@ -230,7 +230,7 @@ Rectangle {
                     font.pixelSize: Theme.fontTiny
                     name: qsTr("Disk space left: ")
                     objectName: "diskSpace"
-                    value: qsTr("about %1 min").arg(mainWindow.diskMinutesLeft)
+                    value: Theme.diskText(mainWindow.diskMinutesLeft)
                     visible: mainWindow.diskMinutesLeft >= 0
                 }
                 LiveStreamStatus {

@@ -54,7 +54,7 @@ Rectangle {
         color: mainWindow.diskLow ? Colors.brightRed : Colors.lightGrey
         font.pixelSize: Theme.fontSmall
         objectName: "diskSpace"
-        text: qsTr("Disk space left: about %1 min").arg(mainWindow.diskMinutesLeft)
+        text: qsTr("Disk space left: ") + Theme.diskText(mainWindow.diskMinutesLeft)
         visible: mainWindow.diskMinutesLeft >= 0
         width: parent.width - 2 * x
         x: 2 * Theme.unit
