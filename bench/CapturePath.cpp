@@ -85,10 +85,10 @@ cv::Mat screenFrame(int width, int height)
     return *mat;
 }
 
-cv::Mat noisy(const cv::Mat& frame)
+cv::Mat noisy(const cv::Mat& frame, double sigma)
 {
     cv::Mat noise(frame.size(), CV_16SC3);
-    cv::theRNG().fill(noise, cv::RNG::NORMAL, 0, 2);
+    cv::theRNG().fill(noise, cv::RNG::NORMAL, 0, sigma);
     cv::Mat result;
     cv::add(frame, noise, result, cv::noArray(), CV_8U);
     return result;
@@ -124,15 +124,16 @@ void preprocessFrame(benchmark::State& state)
         delete processor.preprocessSlide(&frame);
 }
 
-enum class Change { None, Noise, NoiseInBoth, NewSlide };
+enum class Change { None, Noise, NoiseInBoth, StrongNoise, NewSlide };
 
 void compareFrames(benchmark::State& state, Change change, bool plainly)
 {
     const Processor processor;
     const cv::Mat frame = screenFrame(int(state.range(0)), int(state.range(1)));
-    const bool noise = change == Change::Noise || change == Change::NoiseInBoth;
-    const cv::Mat first = change == Change::NoiseInBoth ? noisy(frame) : frame;
-    cv::Mat next = noise ? noisy(frame) : frame.clone();
+    const bool noise = change != Change::None && change != Change::NewSlide;
+    const double sigma = change == Change::StrongNoise ? 3 : 2;
+    const cv::Mat first = change == Change::NoiseInBoth ? noisy(frame, sigma) : frame;
+    cv::Mat next = noise ? noisy(frame, sigma) : frame.clone();
     if (change == Change::NewSlide) // the worst case: found in the middle of the search
         cv::circle(next, { next.cols / 2, next.rows / 2 }, next.rows / 10, { 0, 0, 0 }, -1);
     const std::unique_ptr<cv::Mat> previous(processor.preprocessSlide(&first));
@@ -184,33 +185,21 @@ void sizes(benchmark::internal::Benchmark* benchmark)
     benchmark->Unit(benchmark::kMillisecond)->UseRealTime()->MeasureProcessCPUTime();
 }
 
+// bench/capture.py knows these names: a step beside the same done plainly or by Qt.
+#define COMPARE(change, name)                                                                      \
+    BENCHMARK_CAPTURE(compareFrames, ours, change, false)->Apply(sizes)->Name(name);               \
+    BENCHMARK_CAPTURE(compareFrames, plain, change, true)->Apply(sizes)->Name(name " (plain)")
+
 BENCHMARK(grabScreen)->Apply(sizes)->Name("grab a screen");
 BENCHMARK(grabScreenByQt)->Apply(sizes)->Name("grab a screen (by Qt)");
 BENCHMARK(convertScreenshot)->Apply(sizes)->Name("convert a screenshot");
 BENCHMARK(preprocessFrame)->Apply(sizes)->Name("preprocess a frame");
-BENCHMARK(preprocessAndCompare)->Apply(sizes)->Name("preprocess and compare, unchanged");
-BENCHMARK_CAPTURE(compareFrames, unchanged, Change::None, false)
-    ->Apply(sizes)
-    ->Name("compare, unchanged");
-BENCHMARK_CAPTURE(compareFrames, plain, Change::None, true)
-    ->Apply(sizes)
-    ->Name("compare, unchanged (plain)");
-BENCHMARK_CAPTURE(compareFrames, noisy, Change::Noise, false)->Apply(sizes)->Name("compare, noisy");
-BENCHMARK_CAPTURE(compareFrames, plain, Change::Noise, true)
-    ->Apply(sizes)
-    ->Name("compare, noisy (plain)");
-BENCHMARK_CAPTURE(compareFrames, noisyBoth, Change::NoiseInBoth, false)
-    ->Apply(sizes)
-    ->Name("compare, both noisy");
-BENCHMARK_CAPTURE(compareFrames, plain, Change::NoiseInBoth, true)
-    ->Apply(sizes)
-    ->Name("compare, both noisy (plain)");
-BENCHMARK_CAPTURE(compareFrames, changed, Change::NewSlide, false)
-    ->Apply(sizes)
-    ->Name("compare, changed");
-BENCHMARK_CAPTURE(compareFrames, plain, Change::NewSlide, true)
-    ->Apply(sizes)
-    ->Name("compare, changed (plain)");
+BENCHMARK(preprocessAndCompare)->Apply(sizes)->Name("preprocess and compare, unchanged frame");
+COMPARE(Change::None, "compare, unchanged frame");
+COMPARE(Change::Noise, "compare, noise in one of two frames");
+COMPARE(Change::NoiseInBoth, "compare, noise in both frames");
+COMPARE(Change::StrongNoise, "compare, noise of σ = 3 in one");
+COMPARE(Change::NewSlide, "compare, changed frame");
 BENCHMARK(savePng)->Apply(sizes)->Name("write a PNG file");
 BENCHMARK(saveThreeScreens)->Apply(sizes)->Name("write a slide of three screens");
 

@@ -14,10 +14,11 @@ import time
 
 import numpy
 
+import page
+
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "tools" / "demo"))
 from driver import Helpers, Recorder, run  # noqa: E402
 
-BEGIN, END = "<!-- bench/compare.sh writes this table -->\n", "<!-- until here -->\n"
 SIZE = "1920x1080"
 SAME = 1.0  # mean difference of the channels of two pictures of one slide, at most
 
@@ -149,8 +150,7 @@ def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--recorder", required=True)
     parser.add_argument("--player", required=True)
-    parser.add_argument("--table", type=pathlib.Path, required=True)
-    parser.add_argument("--seconds-per-slide", type=float, default=10)
+    parser.add_argument("--seconds-per-slide", type=float, default=5)
     options = parser.parse_args()
     with Helpers(options.player) as helpers:
         deck = []
@@ -175,10 +175,7 @@ def main():
                        "-c:v", "libx264", "-preset", "veryfast", "video.mkv"),
         ]
         text = table(rows, deck)
-    print(text, end="")
-    document = options.table.read_text("utf-8")
-    before, rest = document.split(BEGIN)
-    options.table.write_text(before + BEGIN + text + END + rest.split(END)[1], "utf-8")
+    page.section("ffmpeg", text)
 
 
 if __name__ == "__main__":

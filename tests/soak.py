@@ -43,6 +43,11 @@ def expect(condition, complaint):
         print("WRONG:", complaint)
 
 
+def row(name, value):
+    """Of the table in docs/PERFORMANCE.md, which tests/soak.sh fills in."""
+    print(f"| {name} | {value} |")
+
+
 class Watch(threading.Thread):
     """Looks at the process every other second."""
 
@@ -65,12 +70,12 @@ class Watch(threading.Thread):
         early, late = self.samples[quarter:2 * quarter], self.samples[-quarter:]
         # The least of each: captures under way come and go, what leaks stays.
         memory = [min(sample[0] for sample in part) for part in (early, late)]
-        print(f"  memory                {memory[0]:.1f} MB between captures, at the end "
-              f"{memory[1]:.1f} MB, peak {max(sample[0] for sample in self.samples):.1f} MB")
+        row("memory between captures", f"{memory[0]:.1f} MB in the second quarter, {memory[1]:.1f} MB in "
+            f"the last; peak {max(sample[0] for sample in self.samples):.1f} MB")
         expect(memory[1] - memory[0] <= GROWTH, "the memory grows")
         for column, name in ((1, "threads"), (2, "descriptors")):
             most = [max(sample[column] for sample in part) for part in (early, late)]
-            print(f"  {name:<21} at most {most[0]}, at the end {most[1]}")
+            row(name, f"at most {most[0]} in the second quarter, {most[1]} in the last")
             expect(most[1] <= most[0] + 2, f"there are more and more {name}")
 
 
@@ -160,34 +165,33 @@ class Soak:
         seconds = (stop - check.zero) / 1000
         samples = numpy.memmap(presentation / "audio.wav", "<i4", "r", 44)
         length = samples.size / 48000
-        print(f"  audio.wav             {length:.3f} s of {seconds:.3f} s, drift "
-              f"{(length / seconds - 1) * 1e6:+.0f} ppm")
         expect(abs(length - seconds) < 0.15, "the sound is not as long as the clock says")
         parts = samples[:samples.size // 480 * 480].reshape(-1, 480)  # of 10 ms
         loud = numpy.concatenate([abs(some // 65536).max(axis=1) > 1000
                                   for some in numpy.array_split(parts, 60)])
         begin = int(loud.argmax())
         silent = int((~loud[begin:]).sum()) * 10
-        print(f"  the tone              heard from {begin / 100:.2f} s on, {silent} ms of silence, "
-              f"microphone replaced {self.replaced} times")
+        row("sound", f"{length:.3f} s of {seconds:.3f} s by the clock: {(length / seconds - 1) * 1e6:+.0f} "
+            f"ppm; {silent} ms of silence in the tone")
         expect(loud.any(), "the sound is silent")
         expect(silent <= 500 * self.replaced, "the sound has gaps")
         changes = len(snapshots(presentation))
-        print(f"  screens_geometry.txt  {changes} snapshots, {2 * self.rounds} changes of monitors")
+        row("layouts of the screens", f"{changes} for {2 * self.rounds} changes of the monitors")
         expect(changes == 2 * self.rounds + 1, "a change of the monitors was missed or doubled")
         positions = [position[1:] for position in check.positions]
-        print(f"  mouse_positions.txt   {len(positions)} positions")
+        row("pointer", f"{len(positions)} of {len(check.moves)} moves")
         expect(positions == [move[2:] for move in check.moves], "the pointer's way is another")
         return len(lines)
 
     def check_slides(self, check, lines, stop):
         shown = {picture: pixels(picture) for picture in self.pictures}
-        wrong, waiting = [], list(self.reasons)
+        wrong, waiting, own = [], list(self.reasons), 0
         last = self.hidden - check.zero
         first = self.reasons[0]["from"] - check.zero
         for number, moment in lines:
             if not first <= moment <= last:
-                continue  # the recorder's own window
+                own += 1  # the recorder's window
+                continue
             at = check.zero + moment
             reason = next((each for each in waiting
                            if each["from"] - CLOCK <= at <= each["to"] + CLOCK), None)
@@ -202,7 +206,8 @@ class Soak:
                 wrong.append(f"slide {number} at {moment} ms is not {reason['picture'].stem}")
         wrong += [f"no slide for {reason['why']} at {reason['from'] - check.zero:.0f} ms"
                   for reason in waiting]
-        print(f"  slides                {len(lines)}, {len(self.reasons)} of them with a reason")
+        row("slides", f"{len(self.reasons) - len(waiting)} of {len(self.reasons)} that had to be; {own} more "
+            f"of the recorder's own window; {len(wrong)} missing, too many or with a wrong picture")
         expect(not wrong, "; ".join(wrong[:10]))
 
     def check_live(self, presentation):
@@ -214,8 +219,8 @@ class Soak:
                  if request["path"] == live.PINGS and request["status"] == 200]
         waiting = [ping["to_upload_count"] for ping in pings]
         behind = [ping["captured_count"] - ping["saved_count"] for ping in pings]
-        print(f"  live stream           {len(pings)} pings, {len(stored)} of {len(files)} pictures in "
-              f"the store, at most {max(waiting)} waiting for it and {max(behind)} for the disk")
+        row("live stream", f"{len(stored)} of {len(files)} pictures in the store, {len(pings)} pings; at most "
+            f"{max(waiting)} waited for the store and {max(behind)} for the disk")
         expect(stored == files, f"not in the store: {sorted(files - stored)[:5]}")
         quarter = len(pings) // 4
         for name, queue in (("upload", waiting), ("saving", behind)):
@@ -249,12 +254,14 @@ def main():
             end = time.monotonic() + options.minutes * 60
             while time.monotonic() < end:
                 soak.round()
+            row("rounds", f"{soak.rounds}, in them {2 * soak.rounds} changes of the monitors, "
+                f"{soak.rounds if servers else 0} outages, {soak.replaced} new microphones")
             watch.check()
             soak.hidden = helpers.slide("hide")[0]
             soak.wander(2)
             stop = recorder.stop_recording()
             recorder.close()
-            print(f"{soak.rounds} rounds; the operator was told: {sorted(set(recorder.told()))}")
+            print("The operator was told:", sorted(set(recorder.told())))
             soak.check(presentation, stop)
             if servers:
                 soak.check_live(presentation)

@@ -61,12 +61,16 @@ def picture(helpers, name, *drawing):
 def still(helpers, recorder, options):
     """The recorder's own window makes no slides; after a real change it settles at once."""
     presentation = recorder.start_recording()
-    cpu = recorder.cpu_seconds()
-    time.sleep(options.seconds)
-    cpu = (recorder.cpu_seconds() - cpu) * 60 / options.seconds
+    time.sleep(3)  # the start has a cost of its own
+    costs = []
+    # Programs beside this one make the same work dearer: the cheapest of three stretches counts.
+    while not costs or options.limits and min(costs) >= 1 and len(costs) < 3:
+        cpu = recorder.cpu_seconds()
+        time.sleep(options.seconds)
+        costs.append((recorder.cpu_seconds() - cpu) * 60 / options.seconds)
     peak = recorder.memory("VmHWM")
-    print(f"{cpu:.2f} CPU seconds a minute, at most {peak:.0f} MB")
-    expect(not options.limits or cpu < 1.5 and peak < 150, "that is too much")
+    print(f"{costs} CPU seconds a minute, at most {peak:.0f} MB")
+    expect(not options.limits or min(costs) < 1 and peak < 150, "that is too much")
     first = [time for _, time in slides(presentation)]
     expect(len(first) == 1, f"the still screen made more slides than the first: {first}")
     run("xsetroot", "-solid", "#406080")

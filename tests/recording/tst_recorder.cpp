@@ -121,8 +121,10 @@ private slots:
                 early = Holdings::now();
         }
         const Holdings late = Holdings::now();
-        qInfo() << rounds << "rounds: threads" << early.threads << late.threads << "descriptors"
-                << early.descriptors << late.descriptors << "bytes" << early.bytes << late.bytes;
+        qInfo("| %d starts and stops: after the fifth, after the last | %lld, %lld threads; %lld, %lld "
+              "descriptors; %.1f kB more of the heap for each |",
+            rounds, qint64(early.threads), qint64(late.threads), qint64(early.descriptors),
+            qint64(late.descriptors), double(late.bytes - early.bytes) / (rounds - 5) / 1000);
         QVERIFY(late.threads <= early.threads);
         QVERIFY(late.descriptors <= early.descriptors);
         // A recorder keeps its presentations: some hundred bytes each.

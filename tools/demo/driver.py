@@ -202,9 +202,9 @@ class Recorder:
         fields = pathlib.Path(f"/proc/{self.process.pid}/stat").read_text().rsplit(")", 1)[1].split()
         return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
 
-    def memory(self, field):
-        """MB of resident memory: VmRSS now, VmHWM at its highest."""
-        text = pathlib.Path(f"/proc/{self.process.pid}/status").read_text()
+    def memory(self, field, file="status"):
+        """MB of resident memory: VmRSS now, VmHWM at its highest; Pss is in smaps_rollup."""
+        text = pathlib.Path(f"/proc/{self.process.pid}/{file}").read_text()
         return int(re.search(rf"^{field}:\s+(\d+)", text, re.MULTILINE)[1]) / 1024
 
     def presentations(self):

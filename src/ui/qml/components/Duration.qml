@@ -7,10 +7,11 @@ Item {
     id: duration
 
     readonly property string time: mainWindow.recordingDurationString
+    readonly property string seconds: time.split(".")[0] // changes once in ten times
 
     implicitHeight: whole.implicitHeight
 
-    Accessible.name: qsTr("Duration: %1").arg(time.split(".")[0])
+    Accessible.name: qsTr("Duration: %1").arg(seconds)
     Accessible.role: Accessible.StaticText
 
     // Roboto's digits are all equally wide, so only those that change are drawn anew.
@@ -21,7 +22,7 @@ Item {
         color: Theme.durationText
         font.pixelSize: Theme.fontDuration
         objectName: "duration"
-        text: duration.time.split(".")[0]
+        text: duration.seconds
         Accessible.ignored: true
     }
     MyLabel {
@@ -29,7 +30,7 @@ Item {
         anchors.left: whole.right
         color: Theme.durationFraction
         font.pixelSize: Theme.fontFraction
-        text: duration.time.length > 0 ? "." + duration.time.split(".")[1] : ""
+        text: duration.time.slice(duration.seconds.length)
         Accessible.ignored: true
     }
 }
