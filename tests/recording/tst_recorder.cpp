@@ -121,7 +121,8 @@ private slots:
                 early = Holdings::now();
         }
         const Holdings late = Holdings::now();
-        qInfo("| %d starts and stops: after the fifth, after the last | %lld, %lld threads; %lld, %lld "
+        qInfo("| %d starts and stops: after the fifth, after the last | %lld, %lld threads; %lld, "
+              "%lld "
               "descriptors; %.1f kB more of the heap for each |",
             rounds, qint64(early.threads), qint64(late.threads), qint64(early.descriptors),
             qint64(late.descriptors), double(late.bytes - early.bytes) / (rounds - 5) / 1000);
