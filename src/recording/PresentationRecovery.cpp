@@ -24,6 +24,9 @@ namespace {
 constexpr qint64 TailSize = 1024 * 1024;
 // A snapshot has a few kilobytes, and there is one for every change of the screens.
 constexpr qint64 MaxGeometrySize = 64 * 1024 * 1024;
+// Zeros of a power cut are what was not yet on the disk: half a minute of sound at most. A file with a
+// hole of a terabyte would keep the list waiting.
+constexpr qint64 MaxZeros = 64 * 1024 * 1024;
 
 bool isOurs(const QString& path)
 {
@@ -69,8 +72,8 @@ bool holdsNoSound(const QString& path)
     QFile file(path);
     if (!isOurs(path) || !file.open(QIODevice::ReadOnly))
         return false;
-    if (file.size() < WavFileHeader::Size)
-        return true;
+    if (file.size() < WavFileHeader::Size || file.size() > MaxZeros)
+        return file.size() < WavFileHeader::Size;
     QByteArray block;
     while (!(block = file.read(64 * 1024)).isEmpty()) {
         if (block.count('\0') != block.size())
