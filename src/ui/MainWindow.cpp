@@ -12,9 +12,6 @@
 
 #include <QCoreApplication>
 #include <QDebug>
-#include <QDesktopServices>
-#include <QDir>
-#include <QFileInfo>
 #include <QGuiApplication>
 #include <QPixmap>
 #include <QQmlContext>
@@ -204,51 +201,6 @@ void MainWindow::setLeftOutOfCapture(bool leftOut)
 {
     m_leftOutOfCapture = leftOut;
     emit property_leftOutOfCaptureChanged();
-}
-
-bool MainWindow::qml_openDirectory(const QString& directory) const
-{
-    // Canonical paths, so that neither ".." nor a symbolic link leads out of the work directory.
-    const QString workDir
-        = QDir(QCoreApplication::instance()->property("workDir").toString()).canonicalPath();
-    const QString path = QDir(directory).canonicalPath();
-    const QString below = workDir.endsWith(u'/') ? workDir : QString(workDir + u'/');
-    // A file, which the system would run or show, is no directory either.
-    if (workDir.isEmpty() || !path.startsWith(below) || !QFileInfo(path).isDir()) {
-        qWarning() << "[MainWindow]"
-                   << "not opening" << directory;
-        return false;
-    }
-    return QDesktopServices::openUrl(QUrl::fromLocalFile(path));
-}
-
-QUrl MainWindow::qml_serviceUrl(const QString& path) const
-{
-    QUrl url;
-    url.setScheme(u"https"_s);
-    url.setAuthority(QStringLiteral(PODIUMCAST_SERVICE_HOST));
-    url.setPath(path, QUrl::DecodedMode);
-    return url;
-}
-
-QUrl MainWindow::qml_presentationUrl(const QString& id, const QString& page) const
-{
-    // Dots as a whole segment lead to another page, also percent-encoded.
-    if (id.isEmpty() || id == "."_L1 || id == ".."_L1)
-        return {};
-    QUrl url = qml_serviceUrl({});
-    url.setPath(u'/' + QString::fromLatin1(QUrl::toPercentEncoding(id)) + page, QUrl::StrictMode);
-    return url;
-}
-
-bool MainWindow::qml_openLink(const QUrl& url) const
-{
-    if (!url.isValid() || (url.scheme() != "https"_L1 && url.scheme() != "http"_L1)) {
-        qWarning() << "[MainWindow]"
-                   << "not opening" << url;
-        return false;
-    }
-    return QDesktopServices::openUrl(url);
 }
 
 void MainWindow::setLoading(bool isLoading)

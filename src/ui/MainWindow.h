@@ -2,6 +2,7 @@
 
 #include "recording/DiskMonitor.h"
 #include "slidesource/SlidesSourceInfo.h"
+#include "ui/ExternalLinks.h"
 #include "ui/PresentationModel.h"
 
 #include <QElapsedTimer>
@@ -109,15 +110,19 @@ public:
     /// The operator closes the window during a recording: asks for an orderly end, and when called
     /// again, for a quick one.
     Q_INVOKABLE void qml_quit();
-    /// Shows @p directory in the system's file browser; refuses what is not in the work directory.
-    Q_INVOKABLE bool qml_openDirectory(const QString& directory) const;
-    /// The address of @p path ("/…") on the service's site.
-    Q_INVOKABLE QUrl qml_serviceUrl(const QString& path) const;
-    /// The page of a presentation, whose @p id is one segment of the address whatever is in it;
-    /// empty for an id that cannot be one.
-    Q_INVOKABLE QUrl qml_presentationUrl(const QString& id, const QString& page) const;
-    /// Opens an http or https address in the system's browser; refuses everything else.
-    Q_INVOKABLE bool qml_openLink(const QUrl& url) const;
+    Q_INVOKABLE bool qml_openDirectory(const QString& directory) const
+    {
+        return ExternalLinks::openDirectory(directory);
+    }
+    Q_INVOKABLE bool qml_openLink(const QUrl& url) const { return ExternalLinks::open(url); }
+    Q_INVOKABLE QUrl qml_serviceUrl(const QString& path) const
+    {
+        return ExternalLinks::service(path);
+    }
+    Q_INVOKABLE QUrl qml_presentationUrl(const QString& id, const QString& page) const
+    {
+        return ExternalLinks::presentation(id, page);
+    }
 
 signals:
     void errorMessage(const QString& message);
