@@ -1,12 +1,6 @@
 #include "app/Logging.h"
 
-#include <QDebug>
-#include <QDir>
-#include <QFile>
-#include <QRegularExpression>
-#include <QTemporaryDir>
-#include <QTest>
-#include <QThread>
+#include <QtTest>
 
 #include <memory>
 #include <vector>

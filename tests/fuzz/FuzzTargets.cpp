@@ -1,5 +1,6 @@
 #include "fuzz/FuzzTargets.h"
 
+#include "harness/Files.h"
 #include "recorders/WavFileHeader.h"
 #include "recording/Presentation.h"
 #include "recording/PresentationRecovery.h"
@@ -11,7 +12,6 @@
 
 #include <QBuffer>
 #include <QCoreApplication>
-#include <QFile>
 #include <QJsonDocument>
 #include <QSettings>
 #include <QSignalBlocker>
@@ -34,25 +34,16 @@ void require(bool promise, const char* words)
         qFatal("broken promise: %s", words);
 }
 
-void write(const QString& path, const QByteArray& bytes)
-{
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size())
-        qFatal("cannot write %s", qPrintable(path));
-}
-
 std::unique_ptr<Presentation> load(const QTemporaryDir& directory)
 {
     return std::unique_ptr<Presentation>(Presentation::load(QDir(directory.path())));
 }
 
-} // namespace
-
 /// What could be read can be written and read again, with the same title.
 void fuzzPresentationXml(const QByteArray& input)
 {
     static const QTemporaryDir directory;
-    write(directory.filePath(u"presentation.xml"_s), input);
+    writeFile(directory.filePath(u"presentation.xml"_s), input);
     const std::unique_ptr<Presentation> presentation = load(directory);
     if (!presentation)
         return;
@@ -67,10 +58,10 @@ void fuzzTimestamps(const QByteArray& input)
 {
     static const QTemporaryDir directory;
     static const bool prepared = [] {
-        write(directory.filePath(u"presentation.xml"_s), "<presentation/>");
+        writeFile(directory.filePath(u"presentation.xml"_s), "<presentation/>");
         return true;
     }();
-    write(directory.filePath(u"timestamps_ms.txt"_s), input);
+    writeFile(directory.filePath(u"timestamps_ms.txt"_s), input);
     int lines = 0;
     const QList<QByteArray> split = QByteArray(input).replace('\r', QByteArray()).split('\n');
     for (const QByteArray& line : split)
@@ -109,25 +100,23 @@ void fuzzRecovery(const QByteArray& input)
         u"mouse_positions.txt"_s, u"screens_geometry.txt"_s };
     for (const QString& name : names + QStringList(PresentationRecovery::MarkFileName))
         QFile::remove(directory.filePath(name));
-    write(directory.filePath(u"presentation.xml"_s), "<presentation/>");
-    write(directory.filePath(RecordingLock::FileName), {});
+    writeFile(directory.filePath(u"presentation.xml"_s), "<presentation/>");
+    writeFile(directory.filePath(RecordingLock::FileName), {});
     const qsizetype which = input.isEmpty() ? 0 : quint8(input.at(0)) % names.size();
+    const QString path = directory.filePath(names.at(which));
     const QByteArray before = input.mid(1);
-    write(directory.filePath(names.at(which)), before);
+    writeFile(path, before);
 
     const QDir dir(directory.path());
     require(
         PresentationRecovery::recover(dir) == PresentationRecovery::Recovered, "it is repaired");
     require(PresentationRecovery::recover(dir) == PresentationRecovery::Untouched, "it is whole");
-    QFile file(directory.filePath(names.at(which)));
-    if (which == 0 && !file.exists()) {
+    if (which == 0 && !QFile::exists(path)) {
         require(before.size() < WavFileHeader::Size || before.count('\0') == before.size(),
             "only a file without sound is removed");
         return;
     }
-    if (!file.open(QIODevice::ReadOnly))
-        qFatal("cannot read %s", qPrintable(file.fileName()));
-    const QByteArray after = file.readAll();
+    const QByteArray after = readFile(path);
     QByteArray wanted = before.left(after.size());
     if (which == 0 && after.size() >= WavFileHeader::Size && after != wanted) {
         qToLittleEndian(quint32(after.size() - 8), wanted.data() + 4);
@@ -163,7 +152,7 @@ void fuzzSettings(const QByteArray& input)
     QCoreApplication::setApplicationName(u"PodiumcastRecorder"_s);
     QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, path);
     QDir().mkpath(path + u"/Podiumcast");
-    write(path + u"/Podiumcast/PodiumcastRecorder.conf", input);
+    writeFile(path + u"/Podiumcast/PodiumcastRecorder.conf", input);
 
     RecorderSettings* recorder = RecorderSettings::instance();
     LoginSettings* login = LoginSettings::instance();
@@ -204,3 +193,17 @@ void fuzzS3Reply(const QByteArray& input)
         "an error is described");
 }
 #endif
+
+} // namespace
+
+const QList<FuzzTarget> FuzzTargets{
+    { "presentation_xml", fuzzPresentationXml },
+    { "timestamps", fuzzTimestamps },
+    { "wav_header", fuzzWavHeader },
+    { "recovery", fuzzRecovery },
+    { "service_reply", fuzzServiceReply },
+    { "settings", fuzzSettings },
+#ifdef PODIUMCAST_COMPAT_AWS
+    { "s3_reply", fuzzS3Reply },
+#endif
+};

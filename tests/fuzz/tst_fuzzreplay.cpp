@@ -1,8 +1,7 @@
 #include "fuzz/FuzzTargets.h"
+#include "harness/Files.h"
 
-#include <QDir>
-#include <QFile>
-#include <QTest>
+#include <QtTest>
 
 using namespace Qt::StringLiterals;
 
@@ -16,20 +15,17 @@ private slots:
     {
         QTest::addColumn<int>("target");
         for (int i = 0; i < int(FuzzTargets.size()); ++i)
-            QTest::newRow(FuzzTargets[std::size_t(i)].name) << i;
+            QTest::newRow(FuzzTargets[i].name) << i;
     }
     void corpus()
     {
         QFETCH(const int, target);
-        const FuzzTarget& fuzz = FuzzTargets[std::size_t(target)];
+        const FuzzTarget& fuzz = FuzzTargets[target];
         const QDir corpus(QStringLiteral(PODIUMCAST_CORPUS "/") + QLatin1StringView(fuzz.name));
         const QStringList names = corpus.entryList(QDir::Files);
         QVERIFY(!names.isEmpty());
-        for (const QString& name : names) {
-            QFile file(corpus.filePath(name));
-            QVERIFY(file.open(QIODevice::ReadOnly));
-            fuzz.run(file.readAll());
-        }
+        for (const QString& name : names)
+            fuzz.run(readFile(corpus.filePath(name)));
     }
 };
 

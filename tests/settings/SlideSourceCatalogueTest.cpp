@@ -3,9 +3,7 @@
 #include "ui/MainWindow.h"
 
 #include <QGuiApplication>
-#include <QSettings>
-#include <QSignalSpy>
-#include <QTest>
+#include <QtTest>
 
 #include <algorithm>
 #include <atomic>

@@ -1,12 +1,9 @@
+#include "harness/Files.h"
 #include "harness/IsolatedSettings.h"
 #include "settings/LiveStreamSettings.h"
 #include "settings/RecorderSettings.h"
 
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
-#include <QSettings>
-#include <QTest>
+#include <QtTest>
 
 using namespace Qt::StringLiterals;
 
@@ -46,9 +43,7 @@ private slots:
         QFETCH(QByteArray, ini);
         const QString path = QSettings().fileName();
         QVERIFY(QDir().mkpath(QFileInfo(path).absolutePath()));
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(ini) == ini.size());
-        file.close();
+        writeFile(path, ini);
         const RecorderSettings* recorder = RecorderSettings::instance();
         const LiveStreamSettings* live = LiveStreamSettings::instance();
         RecorderSettings::instance()->load();

@@ -7,7 +7,6 @@
 #include <atomic>
 #include <chrono>
 #include <deque>
-#include <mutex>
 #include <thread>
 #include <vector>
 
@@ -24,8 +23,7 @@ struct CameraScript
     std::atomic<int> open = 0;
     std::atomic<int> mostOpen = 0;
     QElapsedTimer clock; ///< frame N exists from N * FrameMs on
-    std::mutex mutex;
-    std::vector<std::pair<int, double>> settings; ///< of set(), before the first grab()
+    std::vector<std::pair<int, double>> settings; ///< of set(), before ready()
 
     static constexpr int FrameMs = 33;
     static constexpr int DriverBuffers = 4;
@@ -72,7 +70,6 @@ public:
     }
     bool set(int property, double value) override
     {
-        const std::lock_guard lock(m_script.mutex);
         m_script.settings.emplace_back(property, value);
         return true;
     }

@@ -6,10 +6,7 @@
 #include "recording/SlideRecorder.h"
 #include "settings/RecorderSettings.h"
 
-#include <QDir>
-#include <QSignalSpy>
-#include <QTemporaryDir>
-#include <QTest>
+#include <QtTest>
 
 #include <algorithm>
 #include <cmath>
@@ -77,7 +74,7 @@ private slots:
             probe.captures.clear();
             QTRY_VERIFY(!probe.captures.isEmpty()); // by the timer
             const int now = clockMs();
-            const QImage& image = probe.captures.first().image;
+            const QImage& image = probe.captures.first().images.first();
             int brightest = 0;
             for (int x = 0; x < image.width(); ++x)
                 if (qRed(image.pixel(x, 100)) > qRed(image.pixel(brightest, 100)))

@@ -1,8 +1,6 @@
 #pragma once
 
-#include <QProcess>
-#include <QString>
-#include <QTest>
+#include <QtTest>
 
 /// The sending process (tools/ndisender), whose path is in PODIUMCAST_NDI_SENDER.
 class NdiSender

@@ -5,8 +5,7 @@
 #include "slidesource/CameraDevice.h"
 #include "slidesource/NewVideoCapture.h"
 
-#include <QTemporaryDir>
-#include <QTest>
+#include <QtTest>
 
 #include <memory>
 
@@ -99,9 +98,9 @@ private slots:
             QTRY_COMPARE(probe.captures.size(), 1); // by the timer: once a second
             const qint64 now = m_script->clock.elapsed();
             const SourceProbe::Capture& capture = probe.captures.first();
-            QCOMPARE(capture.mat.type(), CV_8UC3);
-            QVERIFY(capture.sharesPixels && capture.count == 1 && !capture.forced);
-            const int shown = qRed(capture.image.pixel(160, 120));
+            QCOMPARE(capture.mats.first().type(), CV_8UC3);
+            QVERIFY(capture.sharesPixels && capture.mats.size() == 1 && !capture.forced);
+            const int shown = qRed(capture.images.first().pixel(160, 120));
             const qint64 age = (now / CameraScript::FrameMs - shown + CameraScript::Levels)
                 % CameraScript::Levels;
             QVERIFY2(age <= 8, qPrintable(u"%1 frames old"_s.arg(age)));
@@ -118,7 +117,7 @@ private slots:
         for (int i = 0; i < 4; ++i) {
             probe.force();
             QCOMPARE(probe.captures.size(), 1);
-            QVERIFY(probe.captures[0].mat.empty() && probe.captures[0].image.isNull());
+            QVERIFY(probe.captures[0].mats[0].empty() && probe.captures[0].images[0].isNull());
         }
         QCOMPARE(m_script->opens, 1);
         probe.force(); // the fifth
@@ -199,7 +198,8 @@ private slots:
             m_script->readHangs = false;
             QTRY_VERIFY(probe.source->isFinished());
             QTRY_COMPARE(probe.captures.size(), abandoned ? 0 : 1);
-            QVERIFY(abandoned || (probe.captures[0].forced && !probe.captures[0].image.isNull()));
+            QVERIFY(
+                abandoned || (probe.captures[0].forced && !probe.captures[0].images[0].isNull()));
         }
     }
 

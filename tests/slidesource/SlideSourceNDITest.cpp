@@ -2,11 +2,7 @@
 #include "SourceProbe.h"
 #include "slidesource/NdiRuntime.h"
 
-#include <QFile>
-#include <QLibrary>
-#include <QLibraryInfo>
-#include <QTemporaryDir>
-#include <QTest>
+#include <QtTest>
 
 #include <tuple>
 
@@ -91,15 +87,14 @@ private slots:
         if (red == NoSlide)
             return;
         SourceProbe::Capture& capture = probe.captures.first();
-        QVERIFY(capture.forced && capture.sharesPixels);
-        QCOMPARE(capture.count, 1);
-        QCOMPARE(capture.mat.type(), CV_8UC4);
-        QVERIFY(capture.mat.isContinuous());
-        QCOMPARE(cv::Scalar(capture.mat.at<cv::Vec4b>(47, 63)), cv::Scalar(red, 63, 47, 255));
-        capture.mat.release();
+        QVERIFY(capture.forced && capture.sharesPixels && capture.mats.size() == 1);
+        const cv::Mat& mat = capture.mats.first();
+        QVERIFY(mat.type() == CV_8UC4 && mat.isContinuous());
+        QCOMPARE(cv::Scalar(mat.at<cv::Vec4b>(47, 63)), cv::Scalar(red, 63, 47, 255));
+        capture.mats.clear();
         // The picture outlives the matrix whose pixels it shares.
-        QCOMPARE(capture.image.size(), QSize(64, 48));
-        QCOMPARE(capture.image.pixelColor(5, 40), QColor(red, 5, 40));
+        QCOMPARE(capture.images.first().size(), QSize(64, 48));
+        QCOMPARE(capture.images.first().pixelColor(5, 40), QColor(red, 5, 40));
     }
 
     /// The last one: it changes where the runtime is looked for.
@@ -129,7 +124,10 @@ private slots:
         }
     }
 
-    void cleanup() { QCOMPARE(m_held(), 0); }
+    void cleanup()
+    {
+        QCOMPARE(m_held(), 0);
+    }
 
 private:
     SlidesSourceInfo m_info{ true, SlidesSourceInfo::NDISource, "127.0.0.1:1", 0, u"X (Y)"_s };

@@ -2,9 +2,7 @@
 
 #include "slidesource/SlideSource.h"
 
-#include <QElapsedTimer>
-#include <QStringList>
-#include <QTest>
+#include <QtTest>
 
 #include <memory>
 
@@ -16,12 +14,9 @@ public:
     {
         qint64 time = 0;
         bool forced = false;
-        qsizetype count = 0; ///< slides in the list
-        cv::Mat mat; ///< of the first slide; the heap matrix itself is deleted already
-        QImage image;
-        bool sharesPixels = false;
-        QList<QImage> images; ///< of all slides
-        QList<cv::Mat> mats;
+        bool sharesPixels = false; ///< each picture with its matrix
+        QList<QImage> images;
+        QList<cv::Mat> mats; ///< the heap matrices themselves are deleted already
     };
 
     explicit SourceProbe(const SlidesSourceInfo& info)
@@ -29,12 +24,12 @@ public:
     {
         connect(source.get(), &SlideSource::slidesCaptured, this,
             [this](qint64 time, const QList<SlideImage>& slides, bool forced) {
-                const SlideImage& slide = slides.first();
-                captures.append({ time, forced, slides.size(), *slide.mat, slide.image,
-                    slide.image.constBits() == slide.mat->data, {}, {} });
-                for (const SlideImage& each : slides) {
-                    captures.last().images.append(each.image);
-                    captures.last().mats.append(*each.mat);
+                captures.append({ time, forced, true, {}, {} });
+                Capture& capture = captures.last();
+                for (const SlideImage& slide : slides) {
+                    capture.sharesPixels &= slide.image.constBits() == slide.mat->data;
+                    capture.images.append(slide.image);
+                    capture.mats.append(*slide.mat);
                 }
                 deleteMatrices(slides);
             });
@@ -66,7 +61,7 @@ public:
     QImage forcedImage()
     {
         force();
-        return captures.isEmpty() ? QImage() : captures.last().image;
+        return captures.isEmpty() ? QImage() : captures.last().images.first();
     }
     bool stopsPromptly()
     {

@@ -1,9 +1,6 @@
 #include "slidesource/VideoInputsV4L2.h"
 
-#include <QDir>
-#include <QFile>
-#include <QTemporaryDir>
-#include <QTest>
+#include <QtTest>
 
 using namespace Qt::StringLiterals;
 

@@ -1,16 +1,14 @@
 #include "ui/WindowFixture.h"
 
+#include "harness/Files.h"
 #include "harness/IsolatedSettings.h"
 #include "recording/PresentationRecovery.h"
 #include "ui/SlideSourcePreview.h"
 
-#include <QCoreApplication>
-#include <QDir>
-#include <QFile>
 #include <QQmlApplicationEngine>
 #include <QQuickItem>
 #include <QSGRendererInterface>
-#include <QTest>
+#include <QtTest>
 
 using namespace Qt::StringLiterals;
 
@@ -54,27 +52,23 @@ QQuickItem* WindowFixture::item(const QString& objectName) const
 void WindowFixture::addPresentation(
     const QString& title, const QString& recordingStart, int slideCount)
 {
-    const QDir dir(workDir());
-    const QString name = u"recording %1"_s.arg(++m_presentationCount);
-    QVERIFY(dir.mkpath(name));
-    QFile xml(dir.filePath(name + "/presentation.xml"_L1));
-    QVERIFY(xml.open(QIODevice::WriteOnly));
-    xml.write(u"<?xml version='1.0' encoding='UTF-8'?>\n<presentation>\n    <name>%1</name>\n"
-              "    <recordingStart>%2</recordingStart>\n</presentation>\n"_s
-                  .arg(title.toHtmlEscaped(), recordingStart)
-                  .toUtf8());
-    QFile times(dir.filePath(name + "/timestamps_ms.txt"_L1));
-    QVERIFY(times.open(QIODevice::WriteOnly));
-    for (int i = 0; i < slideCount; ++i)
-        times.write(QByteArray::number(i * 1000) + '\n');
+    const QString directory = recording(++m_presentationCount);
+    QVERIFY(QDir().mkpath(directory));
+    writeFile(directory + "/presentation.xml"_L1,
+        u"<presentation><name>%1</name><recordingStart>%2</recordingStart></presentation>"_s
+            .arg(title.toHtmlEscaped(), recordingStart)
+            .toUtf8());
+    writeFile(directory + "/timestamps_ms.txt"_L1, QByteArray("1000\n").repeated(slideCount));
 }
 
 void WindowFixture::markRecovered()
 {
-    QFile mark(u"%1/recording %2/%3"_s.arg(workDir())
-                   .arg(m_presentationCount)
-                   .arg(PresentationRecovery::MarkFileName));
-    QVERIFY(mark.open(QIODevice::WriteOnly));
+    writeFile(recording(m_presentationCount) + u'/' + PresentationRecovery::MarkFileName, {});
+}
+
+QString WindowFixture::recording(int number) const
+{
+    return u"%1/recording %2"_s.arg(workDir()).arg(number);
 }
 
 void WindowFixture::waitForPreview() const

@@ -41,6 +41,8 @@ public:
     QImage grab() const;
 
 private:
+    QString recording(int number) const;
+
     QTemporaryDir m_dir;
     int m_presentationCount = 0;
     std::unique_ptr<MainWindow> m_facade;

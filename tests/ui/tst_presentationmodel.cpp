@@ -3,13 +3,8 @@
 #include "ui/PresentationModel.h"
 #include "ui/WindowFixture.h"
 
-#include <QAbstractItemModelTester>
-#include <QElapsedTimer>
-#include <QLoggingCategory>
 #include <QQuickItem>
-#include <QSet>
-#include <QSignalSpy>
-#include <QTest>
+#include <QtTest>
 
 using namespace Qt::StringLiterals;
 

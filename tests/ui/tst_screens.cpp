@@ -1,5 +1,6 @@
 // Walks every page and screen of the window as someone does who has no pointer, or who listens.
 
+#include "harness/Files.h"
 #include "settings/LiveStreamSettings.h"
 #include "settings/LoginSettings.h"
 #include "settings/RecorderSettings.h"
@@ -9,12 +10,10 @@
 #include <QAccessible>
 #include <QDesktopServices>
 #include <QQuickItem>
-#include <QRegularExpression>
-#include <QSet>
-#include <QSignalSpy>
-#include <QTest>
+#include <QtTest>
 
 #include <atomic>
+#include <filesystem>
 
 using namespace Qt::StringLiterals;
 
@@ -85,22 +84,18 @@ class TestScreens : public QObject
     Q_OBJECT
 
 public slots:
-    void swallowUrl(const QUrl&) { }
+    void recordUrl(const QUrl& url) { m_openedUrls.append(url); }
 
 private slots:
     void initTestCase()
     {
         SlideSourceLister::enumerations() = { listSources };
-        QDesktopServices::setUrlHandler(u"https"_s, this, "swallowUrl");
-        QDesktopServices::setUrlHandler(u"file"_s, this, "swallowUrl");
-    }
-    void cleanupTestCase()
-    {
-        QDesktopServices::unsetUrlHandler(u"https"_s);
-        QDesktopServices::unsetUrlHandler(u"file"_s);
+        for (const QString& scheme : { u"file"_s, u"https"_s, u"http"_s })
+            QDesktopServices::setUrlHandler(scheme, this, "recordUrl");
     }
     void init()
     {
+        m_openedUrls.clear();
         // What the engine has to say about the screens is always a mistake.
         QTest::failOnWarning(QRegularExpression(u"qrc:/"_s));
         m_fixture = std::make_unique<WindowFixture>();
@@ -334,6 +329,37 @@ private slots:
         QVERIFY2(places.size() >= 50, qPrintable(QStringList(places.values()).join(u'\n')));
     }
 
+    /// What the window hands to other programs.
+    void opensOnlyPresentationsAndWebLinks()
+    {
+        const MainWindow& facade = m_fixture->facade();
+        const QDir dir(m_fixture->workDir());
+        for (const QString& name : { u"Talk #1 of 3"_s, u"../outside"_s, u"../Presentations2"_s })
+            QVERIFY(dir.mkpath(name));
+        writeFile(dir.filePath(u"program"_s), {});
+        // Where links cannot be made (Windows without the right to), the name leads nowhere.
+        std::error_code refused;
+        std::filesystem::create_directory_symlink(
+            dir.filesystemPath() / ".." / "outside", dir.filesystemPath() / "link", refused);
+        for (const QString& path : { u"nowhere"_s, u"."_s, u"Talk #1 of 3/../../outside"_s,
+                 u"link"_s, u"../Presentations2"_s, u"program"_s })
+            QVERIFY2(!facade.qml_openDirectory(dir.filePath(path)), qPrintable(path));
+        for (const QString& url : { u"file:///etc/passwd"_s, u"javascript:alert(1)"_s, QString() })
+            QVERIFY2(!facade.qml_openLink(QUrl(url)), qPrintable(url));
+        QVERIFY(m_openedUrls.isEmpty());
+
+        QVERIFY(facade.qml_openDirectory(dir.filePath(u"Talk #1 of 3"_s)));
+        const QString encoded = m_openedUrls.takeFirst().toString(QUrl::FullyEncoded);
+        QVERIFY2(encoded.startsWith("file:///"_L1), qPrintable(encoded));
+        QVERIFY2(encoded.endsWith("/Talk%20%231%20of%203"_L1), qPrintable(encoded));
+        const QString page = u"/-/edit/live"_s;
+        QVERIFY(facade.qml_openLink(facade.qml_presentationUrl(u"../a?b#c%2F@d"_s, page)));
+        QCOMPARE(m_openedUrls.first().toString(QUrl::FullyEncoded),
+            facade.qml_serviceUrl({}).toString() + u"/..%2Fa%3Fb%23c%252F%40d"_s + page);
+        for (const QString& id : { QString(), u"."_s, u".."_s })
+            QVERIFY2(!facade.qml_openLink(facade.qml_presentationUrl(id, page)), qPrintable(id));
+    }
+
 private:
     void type(const QString& text)
     {
@@ -356,6 +382,7 @@ private:
     }
 
     std::unique_ptr<WindowFixture> m_fixture;
+    QList<QUrl> m_openedUrls;
 };
 
 QTEST_MAIN(TestScreens)

@@ -2,10 +2,7 @@
 #include "ui/SlideSourcePreview.h"
 
 #include <QPainter>
-#include <QPointer>
-#include <QSemaphore>
-#include <QTest>
-#include <QTimer>
+#include <QtTest>
 
 #include <atomic>
 

@@ -4,9 +4,7 @@
 #include "service/TestService.h"
 #include "web/WebApi.h"
 
-#include <QSignalSpy>
-#include <QTemporaryDir>
-#include <QTest>
+#include <QtTest>
 
 #include <memory>
 

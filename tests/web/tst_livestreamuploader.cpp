@@ -1,16 +1,8 @@
 #include "harness/S3Server.h"
 #include "web/LiveStreamUploader.h"
 
-#include <QCoreApplication>
-#include <QCryptographicHash>
-#include <QElapsedTimer>
-#include <QFile>
-#include <QRandomGenerator>
-#include <QSignalSpy>
 #include <QTcpServer>
-#include <QTemporaryDir>
-#include <QTest>
-#include <QTimer>
+#include <QtTest>
 
 using namespace Qt::StringLiterals;
 
@@ -110,14 +102,11 @@ private slots:
         QTest::addColumn<QString>("prefix");
         QTest::addColumn<QString>("key");
         QTest::addColumn<qint64>("size");
-        const auto row = [](const char* tag, const QString& fileName, const QString& prefix,
-                             const QString& key, qint64 size = 5000) {
-            QTest::newRow(tag) << fileName << prefix << key << size;
-        };
-        row("blanks, percent, plus", u"0-3.png"_s, u"a b/%41/c+d&e=f?#/"_s,
-            u"a b/%41/c+d&e=f?#/0-3.png"_s);
-        row("unicode", u"0-4 Ä.jpg"_s, u"ü€/演/"_s, u"ü€/演/0-4 ä.jpg"_s);
-        row("in parts", u"0-8.png"_s, u"p/"_s, u"p/0-8.png"_s, 20 * MiB);
+        QTest::newRow("blanks, percent, plus") << u"0-3.png"_s << u"a b/%41/c+d&e=f?#/"_s
+                                               << u"a b/%41/c+d&e=f?#/0-3.png"_s << qint64(5000);
+        QTest::newRow("unicode") << u"0-4 Ä.jpg"_s << u"ü€/演/"_s << u"ü€/演/0-4 ä.jpg"_s
+                                 << qint64(5000);
+        QTest::newRow("in parts") << u"0-8.png"_s << u"p/"_s << u"p/0-8.png"_s << 20 * MiB;
     }
 
     void uploadsAFile()
@@ -281,21 +270,6 @@ private slots:
         QCOMPARE(uploader.slidesToUpload(), 0);
     }
 
-    void survivesAServerThatGoesAndComesBack()
-    {
-        const QString path = makeFile(u"0-0001.png"_s, 20 * MiB);
-        m_server.setFaults({ fault(u"partNumber=2"_s, 1, { { u"stall"_s, true } }) });
-        LiveStreamUploader uploader(config());
-        uploader.start();
-        uploader.addSlide(0, 1, path);
-        QVERIFY(m_server.waitUntilStalled());
-        m_server.command(u"close"_s);
-        QTimer::singleShot(1000, this, [this] { m_server.command(u"open"_s); });
-        stop(uploader);
-        QCOMPARE(uploader.slidesUploaded(), 1);
-        QCOMPARE(storedSha256(config().prefix + u"0-0001.png"_s), sha256(path));
-    }
-
     /// Two uploaders at once, because both take long: one meets a stall, one meets nobody.
     void givesUpInTheEnd()
     {
@@ -319,7 +293,7 @@ private slots:
         QCOMPARE(stalled.slidesUploaded(), 1);
         QVERIFY(timer.elapsed() >= 18'000);
         stop(alone);
-        QVERIFY(timer.elapsed() < 40'000);
+        QVERIFY(timer.elapsed() > 25'000 && timer.elapsed() < 40'000); // a server may start again
         QCOMPARE(errors.value(0).value(0).toString(),
             u"Uploading slide 0-0001.png failed (: curlCode: 7, Couldn't connect to server)."_s);
         QCOMPARE(alone.slidesUploadFailed(), 1);
