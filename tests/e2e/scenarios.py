@@ -455,7 +455,7 @@ def main():
     parser.add_argument("--launcher", default="", help="what starts the recorder, e.g. wine")
     parser.add_argument("--path-prefix", default="", help="how the recorder sees /, e.g. Z:")
     options = parser.parse_args()
-    os.umask(0o022)  # the program's own is what counts
+    os.umask(0)  # the program's own is what counts
     if options.scenario in ("full", "nearly_full"):
         disk.enter_namespace()
     with Helpers(options.player, options.launcher) as helpers:
