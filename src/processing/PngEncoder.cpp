@@ -86,6 +86,13 @@ bool PngEncoder::encodeNext(std::unique_lock<std::mutex>& lock)
     return true;
 }
 
+void PngEncoder::encodeInBackground()
+{
+    const std::lock_guard lock(handover);
+    for (size_t helper = 0; helper < m_jobs.size(); ++helper)
+        QThreadPool::globalInstance()->start(new Helper(shared_from_this()));
+}
+
 QByteArray PngEncoder::take(qsizetype index)
 {
     std::unique_lock lock(m_mutex);

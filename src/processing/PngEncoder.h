@@ -11,9 +11,9 @@
 
 /// Encodes the images of one slide as PNG, side by side.
 ///
-/// The thread that calls take() works too, and threads of Qt's pool help it where they are free at
-/// once: a pool that is busy with something else never delays a slide. Helpers share the ownership,
-/// so one that starts late finds nothing left to do and harms nobody.
+/// The thread that calls take() works too, and threads of Qt's pool help it: a pool that is busy
+/// with something else never delays a slide. Helpers share the ownership, so one that starts late
+/// finds nothing left to do and harms nobody. The pixels are let go of as soon as they are encoded.
 class PngEncoder : public std::enable_shared_from_this<PngEncoder>
 {
 public:
@@ -22,8 +22,13 @@ public:
     /// At Qt's default quality; empty when it failed, for example for a null image. Any thread.
     [[nodiscard]] static QByteArray encode(const QImage& image);
 
-    /// Asks the pool for one thread for each image but the first.
+    [[nodiscard]] qsizetype size() const { return qsizetype(m_jobs.size()); }
+
+    /// Asks the pool for one thread for each image but the first, where they are free at once.
     void recruitHelpers();
+    /// Has the pool encode everything as soon as it can: for a slide that has to wait for the disk,
+    /// which then keeps its PNGs and not its pixels.
+    void encodeInBackground();
     /// The encoded image @p index, once each; helps until it is done. One thread.
     [[nodiscard]] QByteArray take(qsizetype index);
 

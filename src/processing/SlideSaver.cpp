@@ -7,7 +7,7 @@
 #include <QFile>
 #include <QSaveFile>
 
-#include <memory>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -16,18 +16,6 @@ namespace {
 // Slides come once a second at most, so the disk is this many seconds late. A pause of a drive that
 // wakes up is shorter.
 constexpr qsizetype ManyWaiting = 5;
-
-// Returns what went wrong, for the log; empty: nothing.
-QString writePng(const QByteArray& png, const QString& path)
-{
-    if (png.isEmpty())
-        return u"the image cannot be encoded"_s;
-    // Under a temporary name until it is complete: a reader never meets half a picture.
-    QSaveFile file(path);
-    if (file.open(QIODevice::WriteOnly) && file.write(png) == png.size() && file.commit())
-        return {};
-    return file.errorString();
-}
 
 } // namespace
 
@@ -41,17 +29,17 @@ SlideSaver::~SlideSaver()
 {
     requestStop();
     wait();
-    const QList<SlidesToSave> left = m_queue.takeAll();
-    for (const SlidesToSave& slide : left)
-        deleteMatrices(slide.slides);
 }
 
 void SlideSaver::addSlides(qint64 time, const QList<SlideImage>& slides)
 {
-    if (!m_queue.push({ time, slides })) {
-        deleteMatrices(slides);
+    const auto encoder = std::make_shared<PngEncoder>(slides);
+    deleteMatrices(slides); // we are the last owner, and write the images
+    const bool hasToWait = m_isSaving || m_queue.size() > 0;
+    if (!m_queue.push({ time, encoder }))
         return;
-    }
+    if (hasToWait)
+        encoder->encodeInBackground();
     // Said here, because a disk that hangs keeps the worker from saying anything.
     const qsizetype waiting = m_queue.size();
     if (waiting >= ManyWaiting && !m_waitingTold.exchange(true))
@@ -72,35 +60,49 @@ void SlideSaver::run()
     emit savedSlideCountChanged();
     qsizetype remaining = 0;
     while (const auto slide = m_queue.pop(&remaining)) {
+        m_isSaving = true;
         qDebug() << "[SlideSaver]" << remaining << "slides in queue";
         if (remaining == 0)
             m_waitingTold = false;
-        saveSlides(slide->time, slide->slides);
+        saveQueued(*slide);
+        m_isSaving = false;
     }
     emit stopped();
 }
 
 void SlideSaver::saveSlides(qint64 time, const QList<SlideImage>& slides)
 {
+    saveQueued({ time, std::make_shared<PngEncoder>(slides) });
+    deleteMatrices(slides);
+}
+
+void SlideSaver::saveQueued(const SlidesToSave& slide)
+{
     const qint64 number = m_savedSlideCount + 1;
     QElapsedTimer timer;
     timer.start();
     m_slideFailed = false;
     QList<SavedSlide> savedSlides;
-    savedSlides.reserve(slides.size());
-    const auto encoder = std::make_shared<PngEncoder>(slides);
-    encoder->recruitHelpers();
-    for (qsizetype screen = 0; screen < slides.size(); ++screen) {
-        savedSlides.append(saveEncoded(number, screen, time, encoder->take(screen)));
-        delete slides[screen].mat;
-    }
-    if (!appendTimestamp(number, time)) {
+    savedSlides.reserve(slide.slides->size());
+    slide.slides->recruitHelpers();
+    for (qsizetype screen = 0; screen < slide.slides->size(); ++screen)
+        savedSlides.append(saveEncoded(number, screen, slide.time, slide.slides->take(screen)));
+    if (!appendTimestamp(number, slide.time)) {
         reportError(
             tr("The time of slide %1 could not be written to %2. Check that the disk is not "
                "full and that the directory exists and may be written.")
                 .arg(number)
                 .arg(QDir::toNativeSeparators(
                     m_directory.absoluteFilePath(u"timestamps_ms.txt"_s))));
+    }
+    if (const QString error = std::exchange(m_syncError, {}); !error.isEmpty()) {
+        qWarning() << "[SlideSaver]"
+                   << "bringing slide" << number << "to the disk failed" << error;
+        reportError(
+            tr("The disk could not store slide %1: %2. It may be lost or damaged. Check the "
+               "disk and its free space; if this comes again, use another disk.")
+                .arg(number)
+                .arg(error));
     }
     qDebug() << "[SlideSaver]"
              << "slides" << number << "saved in" << timer.elapsed() << "ms";
@@ -134,7 +136,21 @@ SlideSaver::SavedSlide SlideSaver::saveEncoded(
     return { time, name, pngFilePath };
 }
 
-bool SlideSaver::appendTimestamp(qint64 number, qint64 time) const
+// Returns what went wrong, for the log; empty: nothing.
+QString SlideSaver::writePng(const QByteArray& png, const QString& path)
+{
+    if (png.isEmpty())
+        return u"the image cannot be encoded"_s;
+    // Under a temporary name until it is complete: a reader never meets half a picture.
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(png) != png.size() || !file.flush())
+        return file.errorString();
+    // What cannot be brought to the disk still is a picture that can be read now.
+    DiskAccess::syncToDisk(file, &m_syncError);
+    return file.commit() ? QString() : file.errorString();
+}
+
+bool SlideSaver::appendTimestamp(qint64 number, qint64 time)
 {
     QFile file(m_directory.absoluteFilePath(u"timestamps_ms.txt"_s));
     if (!file.open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Text)) {
@@ -148,8 +164,8 @@ bool SlideSaver::appendTimestamp(qint64 number, qint64 time) const
     if (file.write(line) == line.size() && file.flush()) {
         // The pictures' bytes are on the disk already, their names and this line now, too: should
         // the power fail, the slide is there.
-        DiskAccess::syncToDisk(file.fileName());
-        DiskAccess::syncToDisk(m_directory.absolutePath());
+        DiskAccess::syncToDisk(file, &m_syncError);
+        DiskAccess::syncToDisk(m_directory.absolutePath(), &m_syncError);
         return true;
     }
     qWarning() << "[SlideSaver]"

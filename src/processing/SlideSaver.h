@@ -8,10 +8,15 @@
 #include <QThread>
 
 #include <atomic>
+#include <memory>
+
+class PngEncoder;
 
 /// Writes every new slide into one directory: a PNG file per screen ("0-0001.png": screen, hyphen,
 /// slide number) and one line in "timestamps_ms.txt" ("1 1002": slide number, time in ms).
 /// The screens of a slide are encoded side by side on Qt's thread pool and written in their order.
+/// A slide that has to wait for the disk is encoded while it waits: a backlog costs the memory of
+/// PNGs.
 ///
 /// addSlides() and requestStop() may be called from any thread and never wait. The signals are
 /// emitted on the worker thread. A stop drains: slides that were accepted before it are written
@@ -65,18 +70,22 @@ private:
     struct SlidesToSave
     {
         qint64 time = 0;
-        QList<SlideImage> slides;
+        std::shared_ptr<PngEncoder> slides;
     };
 
+    void saveQueued(const SlidesToSave& slide);
     SavedSlide saveEncoded(qint64 number, qint64 screen, qint64 time, const QByteArray& png);
-    [[nodiscard]] bool appendTimestamp(qint64 number, qint64 time) const;
+    [[nodiscard]] QString writePng(const QByteArray& png, const QString& path);
+    [[nodiscard]] bool appendTimestamp(qint64 number, qint64 time);
     void reportError(const QString& message);
 
     std::atomic<qint64> m_savedSlideCount = 0;
     std::atomic<bool> m_waitingTold = false;
+    std::atomic<bool> m_isSaving = false; ///< a slide that comes now has to wait
     BlockingQueue<SlidesToSave> m_queue;
     const QDir m_directory;
     bool m_slideFailed = false; ///< the slide being written; worker thread only
+    QString m_syncError; ///< of the slide being written: the disk could not store it
     bool m_failing = false; ///< an error was reported since the last complete slide
 };
 Q_DECLARE_METATYPE(SlideSaver::SavedSlide)
