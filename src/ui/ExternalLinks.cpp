@@ -24,7 +24,8 @@ bool ExternalLinks::openDirectory(const QString& directory)
                    << "not opening" << directory;
         return false;
     }
-    return QDesktopServices::openUrl(QUrl::fromLocalFile(path));
+    // Without the slash, Windows would rather start a program of that name that lies beside it.
+    return QDesktopServices::openUrl(QUrl::fromLocalFile(path + u'/'));
 }
 
 bool ExternalLinks::open(const QUrl& url)

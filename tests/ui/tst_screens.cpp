@@ -351,7 +351,7 @@ private slots:
         QVERIFY(facade.qml_openDirectory(dir.filePath(u"Talk #1 of 3"_s)));
         const QString encoded = m_openedUrls.takeFirst().toString(QUrl::FullyEncoded);
         QVERIFY2(encoded.startsWith("file:///"_L1), qPrintable(encoded));
-        QVERIFY2(encoded.endsWith("/Talk%20%231%20of%203"_L1), qPrintable(encoded));
+        QVERIFY2(encoded.endsWith("/Talk%20%231%20of%203/"_L1), qPrintable(encoded));
         const QString page = u"/-/edit/live"_s;
         QVERIFY(facade.qml_openLink(facade.qml_presentationUrl(u"../a?b#c%2F@d"_s, page)));
         QCOMPARE(m_openedUrls.first().toString(QUrl::FullyEncoded),
