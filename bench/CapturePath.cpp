@@ -1,7 +1,7 @@
 // Times the road of one capture, step by step, on a real desktop of 3840x2160 with a monitor of
 // that size and one of 1920x1080 in its top left corner (bench/run.sh makes them).
 
-#include "processing/SlideProcessor.h"
+#include "Comparison.h"
 #include "processing/SlideSaver.h"
 #include "slidesource/ScreenGrabber.h"
 #include "slidesource/SlideSourceScreenInterval.h"
@@ -14,7 +14,6 @@
 #include <QTemporaryDir>
 
 #include <benchmark/benchmark.h>
-#include <opencv2/imgproc.hpp>
 
 #include <memory>
 
@@ -31,28 +30,6 @@ public:
     }
     using SlideSourceScreenInterval::qImageToCvMat;
 };
-
-class Processor : public SlideProcessor
-{
-public:
-    using SlideProcessor::areSlidesDifferent;
-    using SlideProcessor::isPlainlyDifferent;
-    using SlideProcessor::preprocessSlide;
-};
-
-// The comparison without any shortcut: what the others are measured against.
-bool areSlidesPlainlyDifferent(const cv::Mat& previous, const cv::Mat& current)
-{
-    for (int x = 0; x < current.cols; x += 50) {
-        for (int y = 0; y < current.rows; y += 50) {
-            const cv::Rect tile(
-                x, y, std::min(50, current.cols - x), std::min(50, current.rows - y));
-            if (Processor::isPlainlyDifferent(previous(tile), current(tile)))
-                return true;
-        }
-    }
-    return false;
-}
 
 class Saver : public SlideSaver
 {
@@ -85,15 +62,6 @@ cv::Mat screenFrame(int width, int height)
     return *mat;
 }
 
-cv::Mat noisy(const cv::Mat& frame, double sigma)
-{
-    cv::Mat noise(frame.size(), CV_16SC3);
-    cv::theRNG().fill(noise, cv::RNG::NORMAL, 0, sigma);
-    cv::Mat result;
-    cv::add(frame, noise, result, cv::noArray(), CV_8U);
-    return result;
-}
-
 void grabScreen(benchmark::State& state)
 {
     QScreen* screen = monitor(int(state.range(0)), int(state.range(1)));
@@ -118,31 +86,17 @@ void convertScreenshot(benchmark::State& state)
 
 void preprocessFrame(benchmark::State& state)
 {
-    const Processor processor;
+    const ComparingProcessor processor;
     const cv::Mat frame = screenFrame(int(state.range(0)), int(state.range(1)));
     for (auto _ : state)
         delete processor.preprocessSlide(&frame);
 }
 
-enum class Change { None, Noise, NoiseInBoth, StrongNoise, NewSlide };
-
 void compareFrames(benchmark::State& state, Change change, bool plainly)
 {
-    const Processor processor;
-    const cv::Mat frame = screenFrame(int(state.range(0)), int(state.range(1)));
-    const bool noise = change != Change::None && change != Change::NewSlide;
-    const double sigma = change == Change::StrongNoise ? 3 : 2;
-    const cv::Mat first = change == Change::NoiseInBoth ? noisy(frame, sigma) : frame;
-    cv::Mat next = noise ? noisy(frame, sigma) : frame.clone();
-    if (change == Change::NewSlide) // the worst case: found in the middle of the search
-        cv::circle(next, { next.cols / 2, next.rows / 2 }, next.rows / 10, { 0, 0, 0 }, -1);
-    const std::unique_ptr<cv::Mat> previous(processor.preprocessSlide(&first));
-    const std::unique_ptr<cv::Mat> current(processor.preprocessSlide(&next));
+    const Comparison comparison(screenFrame(int(state.range(0)), int(state.range(1))), change);
     for (auto _ : state) {
-        const bool different = plainly
-            ? areSlidesPlainlyDifferent(*previous, *current)
-            : processor.areSlidesDifferent(previous.get(), current.get());
-        if (different != (change == Change::NewSlide))
+        if (!comparison.decidesWell(plainly))
             state.SkipWithError("wrong decision");
     }
 }
@@ -150,7 +104,7 @@ void compareFrames(benchmark::State& state, Change change, bool plainly)
 // What every second of a talk costs.
 void preprocessAndCompare(benchmark::State& state)
 {
-    const Processor processor;
+    const ComparingProcessor processor;
     const cv::Mat frame = screenFrame(int(state.range(0)), int(state.range(1)));
     const std::unique_ptr<cv::Mat> previous(processor.preprocessSlide(&frame));
     for (auto _ : state) {

@@ -2,6 +2,7 @@
 """Makes the page's tables of one capture from what google-benchmark wrote:
 
     bench/capture.py CAPTURE.json WITHOUT_AVX2.json
+    bench/capture.py --windows COMPARE.json        the comparison only (bench/windows.sh)
 
 Medians of the repetitions; wall-clock time unless a column says CPU.
 """
@@ -67,6 +68,9 @@ def steps(medians, names):
 
 
 def main():
+    if sys.argv[1] == "--windows":
+        page.section("Windows program", table("plain | times", compared(Medians(sys.argv[2]))))
+        return
     medians, baseline = map(Medians, sys.argv[1:3])
     page.section("compare", table("plain | times", compared(medians)))
     page.section("steps", table("CPU", steps(medians, STEPS)))

@@ -125,7 +125,7 @@ def main():
     complaints = [complaint for complaint, is_so in (
         ("something was not recorded", not complete),
         ("the peak is 150 MB or more", peak >= 150),
-        ("the memory grows", slope * len(settled) / 60 > GROWTH),
+        ("the memory grows", slope * (len(settled) - 1) / 60 > GROWTH),
         *((f"there are more and more {name}", of[1] > of[0]) for name, of in most.items())) if is_so]
     return "WRONG: " + "; ".join(complaints) if complaints else 0
 

@@ -29,12 +29,7 @@ bench/page.py machine
 } >&2
 build=$PWD/build/bench
 
-# A slide: a gradient, a photograph and text.
-convert -seed 1 -size 3840x2160 gradient:white-lightblue \
-    \( -size 1600x1200 plasma:orange-navy \) -geometry +2000+700 -composite \
-    -fill black -pointsize 120 -annotate +200+500 'What a recorder sees,\nonce a second:\n\n- a gradient\n- a picture\n- some text' \
-    -depth 8 "$dir/slide.png"
-
+bench/slide.sh "$dir/slide.png"
 export QT_QPA_PLATFORM=xcb QT_QUICK_BACKEND=software LC_ALL=C.UTF-8
 # Without AVX2: as on an old processor, and as the Windows program of MinGW runs on every one.
 tests/harness/desktop.sh --screen 3840x2160 -- bash -c '

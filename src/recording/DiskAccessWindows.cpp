@@ -10,6 +10,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr DWORD MaxContent = 1024;
+constexpr DWORD DiskQuotaExceeded = 1295; // ERROR_DISK_QUOTA_EXCEEDED; MinGW's headers lack it
 constexpr DWORD ShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 
 HANDLE openFile(const QString& path, DWORD disposition)
@@ -46,7 +47,7 @@ bool check(DWORD code, QString* error)
     case ERROR_BAD_UNIT:
     case ERROR_HANDLE_DISK_FULL:
     case ERROR_DISK_FULL:
-    case ERROR_DISK_QUOTA_EXCEEDED:
+    case DiskQuotaExceeded:
     case ERROR_IO_DEVICE:
     case ERROR_DEVICE_NOT_CONNECTED:
     case ERROR_DEV_NOT_EXIST:
