@@ -5,6 +5,10 @@
 
 #include <windows.h>
 
+#ifndef ERROR_DISK_QUOTA_EXCEEDED // missing in mingw-w64's headers
+#define ERROR_DISK_QUOTA_EXCEEDED 1295L
+#endif
+
 using namespace Qt::StringLiterals;
 
 namespace {
