@@ -75,11 +75,13 @@ bool holdsNoSound(const QString& path)
     if (file.size() < WavFileHeader::Size || file.size() > MaxZeros)
         return file.size() < WavFileHeader::Size;
     QByteArray block;
+    qint64 zeros = 0;
     while (!(block = file.read(64 * 1024)).isEmpty()) {
         if (block.count('\0') != block.size())
             return false;
+        zeros += block.size();
     }
-    return true;
+    return zeros == file.size(); // what a failing disk does not give may be sound
 }
 
 bool completeAudio(const QString& path, int frameSize)
@@ -119,6 +121,8 @@ bool completeLines(const QString& path)
     const qint64 begin = std::max<qint64>(0, file.size() - TailSize);
     file.seek(begin);
     const QByteArray tail = file.read(TailSize);
+    if (tail.size() != file.size() - begin)
+        return false; // a disk that fails: what it does not give is not cut off
     const qsizetype end = endOfLastLine(tail);
     if (end == tail.size() || (end == 0 && begin > 0))
         return true; // whole, or not a file of ours
@@ -160,6 +164,8 @@ bool completeObjects(const QString& path)
     if (!file.open(QIODevice::ReadOnly))
         return false;
     const QByteArray json = file.readAll();
+    if (json.size() != file.size())
+        return false;
     if (!json.startsWith('{') && !json.startsWith('\0'))
         return true; // not a file of ours
     const qsizetype end = endOfLastObject(json);
