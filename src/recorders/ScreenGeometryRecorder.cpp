@@ -1,6 +1,7 @@
 #include "recorders/ScreenGeometryRecorder.h"
 
-#include "recorders/appendToTextFile.h"
+#include "processing/WorkerEnd.h"
+#include "recorders/ScreenGeometrySaver.h"
 #include "recording/Presentation.h"
 
 #include <QDebug>
@@ -61,6 +62,15 @@ ScreenGeometryRecorder::ScreenGeometryRecorder(QObject* parent)
 {
 }
 
+ScreenGeometryRecorder::~ScreenGeometryRecorder()
+{
+    const auto savers = findChildren<ScreenGeometrySaver*>(Qt::FindDirectChildrenOnly);
+    for (ScreenGeometrySaver* saver : savers) {
+        saver->requestStop();
+        WorkerEnd::waitAndDelete(saver);
+    }
+}
+
 void ScreenGeometryRecorder::requestStart(Presentation* presentation)
 {
     if (m_state != Stopped) {
@@ -72,7 +82,7 @@ void ScreenGeometryRecorder::requestStart(Presentation* presentation)
     setState(Starting);
     m_presentation = presentation;
     m_timerSetWhileStarting = false;
-    m_failureReported = false;
+    createSaver();
     QTimer::singleShot(StartDelayMs, this, &ScreenGeometryRecorder::start);
 }
 
@@ -125,26 +135,30 @@ void ScreenGeometryRecorder::restartRecordingTimer()
 
 void ScreenGeometryRecorder::saveScreenGeometry()
 {
-    if (!m_presentation)
+    if (!m_presentation || !m_saver)
         return;
     QJsonArray screens;
     const QList<QScreen*> list = QGuiApplication::screens();
     for (qsizetype i = 0; i < list.size(); ++i)
         screens.append(screenToJson(i, list.at(i)));
     const QJsonObject snapshot{ { u"time"_s, m_timer.elapsed() }, { u"screens"_s, screens } };
+    m_saver->addSnapshot(QJsonDocument(snapshot).toJson(QJsonDocument::Compact));
+}
 
-    const QString path = m_presentation->dir().absoluteFilePath(u"screens_geometry.txt"_s);
-    const QByteArray json = QJsonDocument(snapshot).toJson(QJsonDocument::Compact);
-    QString error;
-    if (appendToTextFile(path, json, &error) || m_failureReported)
-        return;
-    m_failureReported = true;
-    qWarning() << "[ScreenGeometryRecorder]"
-               << "writing" << path << "failed:" << error;
-    emit recordingError(
-        tr("The screens' geometry cannot be written to \"%1\": %2. Check that the directory "
-           "exists, may be written and has free space.")
-            .arg(QDir::toNativeSeparators(path), error));
+void ScreenGeometryRecorder::createSaver()
+{
+    m_saver = new ScreenGeometrySaver(
+        m_presentation->dir().absoluteFilePath(u"screens_geometry.txt"_s), this);
+    connect(
+        m_saver, &ScreenGeometrySaver::savingFailed, this, &ScreenGeometryRecorder::recordingError);
+    connect(m_saver, &QThread::finished, this, [this, saver = m_saver] {
+        saver->deleteLater();
+        if (saver != m_saver) // an earlier recording's, which was still writing
+            return;
+        m_saver = nullptr;
+        emit stopped();
+    });
+    m_saver->start();
 }
 
 void ScreenGeometryRecorder::requestStop()
@@ -164,6 +178,8 @@ void ScreenGeometryRecorder::stop()
 {
     for (const QMetaObject::Connection& connection : std::as_const(m_connections))
         disconnect(connection);
+    if (m_saver)
+        m_saver->requestStop();
     setState(Stopped);
     emit stopped();
 }

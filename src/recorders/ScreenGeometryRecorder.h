@@ -9,6 +9,7 @@
 #include <QString>
 
 class Presentation;
+class ScreenGeometrySaver;
 class QRect;
 class QScreen;
 
@@ -30,6 +31,11 @@ public:
     Q_ENUM(State)
 
     explicit ScreenGeometryRecorder(QObject* parent = nullptr);
+    /// Waits until the snapshots are written, should a recording run.
+    ~ScreenGeometryRecorder() override;
+
+    /// Snapshots of the latest recording are still being written; a second stopped() is to come.
+    [[nodiscard]] bool isSaving() const { return m_saver != nullptr; }
 
     [[nodiscard]] State state() const { return m_state; }
 
@@ -56,6 +62,7 @@ signals:
 
 private:
     void setState(State state);
+    void createSaver();
     /// Has a snapshot taken for every change of @p screen but that of its virtual geometry.
     void connectScreen(QScreen* screen);
 
@@ -64,5 +71,5 @@ private:
     QElapsedTimer m_timer;
     QList<QMetaObject::Connection> m_connections;
     bool m_timerSetWhileStarting = false;
-    bool m_failureReported = false;
+    ScreenGeometrySaver* m_saver = nullptr; ///< child; ends when its snapshots are written
 };

@@ -213,7 +213,8 @@ bool Recorder::isWriting() const
 {
     return m_slideRecorder.isWriting() || m_audioRecorder.state() != AudioRecorder::Stopped
         || m_mouseRecorder.state() != MouseRecorder::Stopped || m_mouseRecorder.isSaving()
-        || m_screenGeometryRecorder.state() != ScreenGeometryRecorder::Stopped;
+        || m_screenGeometryRecorder.state() != ScreenGeometryRecorder::Stopped
+        || m_screenGeometryRecorder.isSaving();
 }
 
 void Recorder::waitForKeepers(std::chrono::milliseconds timeout)
@@ -248,7 +249,8 @@ void Recorder::stop()
     if (m_slideRecorder.state() != SlideRecorder::Stopped
         || m_audioRecorder.state() != AudioRecorder::Stopped
         || m_mouseRecorder.state() != MouseRecorder::Stopped || m_mouseRecorder.isSaving()
-        || m_screenGeometryRecorder.state() != ScreenGeometryRecorder::Stopped)
+        || m_screenGeometryRecorder.state() != ScreenGeometryRecorder::Stopped
+        || m_screenGeometryRecorder.isSaving())
         return;
     // A recording that ended by itself has not come through requestStop().
     m_vMixApiPoller.stop();
