@@ -1,7 +1,7 @@
 #include "recorders/AudioRecorder.h"
 
-#include "recorders/WavFileHeader.h"
-#include "recorders/fileErrorReason.h"
+#include "processing/WorkerEnd.h"
+#include "recorders/AudioSaver.h"
 #include "recording/Presentation.h"
 #include "settings/RecorderSettings.h"
 
@@ -10,23 +10,59 @@
 #include <QAudioSource>
 #include <QDebug>
 #include <QDir>
-#include <QFileInfo>
+#include <QIODevice>
+
+#include <algorithm>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
 namespace {
 
-// A removed input changes no state, its data just ends: the file's growth is the only witness. One
-// look a second costs nothing; three still looks are more than any backend's longest pause (its
-// buffer, a moved stream) and still soon enough for an operator to react.
+// A removed input changes no state, its data just ends: what arrives is the only witness. One look
+// a second costs nothing; three still looks are more than any backend's longest pause (its buffer,
+// a moved stream) and still soon enough for an operator to react.
 constexpr int FlowCheckIntervalMs = 1000;
 constexpr int StillChecksUntilSilence = 3;
 // Backends end inside QAudioSource::stop(); one that does not gets this long to report it.
 constexpr int StopTimeoutMs = 2000;
+// What waits for the disk is lost with the process. A disk that wakes up or works for others takes
+// a second or two; beyond this the operator should know.
+constexpr qint64 MaxWaitingMs = 5000;
+constexpr qint64 CalmWaitingMs = 1000;
+// For an ordinary disk to finish the file, so that a stop needs no second turn of the event loop;
+// nobody notices that it takes as long.
+constexpr unsigned long MomentMs = 100;
+// Without a byte taken. A drive that wakes up needs less; one that needs longer goes on by itself.
+constexpr int DiskTimeoutMs = 10'000;
 constexpr int SampleRate = 48000;
-// The backends read on this thread, and what does not fit until then is lost: with the 200 ms that
-// Windows gives by itself, a busy machine had gaps in the sound.
+// The backends read on this thread, and what does not fit until then is lost. PulseAudio keeps
+// more than six seconds whatever is asked for. Windows gives 30 ms by itself, and with Qt 6.8 a
+// tenth of what is asked for; it reads only every half of it, and loses that at the end.
 constexpr qint64 BufferUs = 1000000;
+
+/// What the audio source writes into: nothing here waits for the disk.
+class SaverDevice final : public QIODevice
+{
+public:
+    SaverDevice(AudioSaver* saver, QObject* parent)
+        : QIODevice(parent)
+        , m_saver(saver)
+    {
+        open(QIODevice::WriteOnly);
+    }
+
+protected:
+    qint64 readData(char*, qint64) override { return -1; }
+    qint64 writeData(const char* data, qint64 size) override
+    {
+        m_saver->addSound(QByteArray(data, size));
+        return size;
+    }
+
+private:
+    AudioSaver* const m_saver;
+};
 
 QAudioFormat chooseFormat(const QAudioDevice& device)
 {
@@ -51,14 +87,21 @@ AudioRecorder::AudioRecorder(QObject* parent)
     m_stopTimer.setSingleShot(true);
     m_stopTimer.setInterval(StopTimeoutMs);
     connect(&m_stopTimer, &QTimer::timeout, this, &AudioRecorder::stop);
+    m_diskTimer.setInterval(DiskTimeoutMs);
+    connect(&m_diskTimer, &QTimer::timeout, this, &AudioRecorder::checkDisk);
 }
 
 AudioRecorder::~AudioRecorder()
 {
+    m_state = Stopped;
+    AudioSaver* saver = std::exchange(m_saver, nullptr);
     releaseSource();
-    if (!finishFile())
-        qWarning() << "[AudioRecorder]"
-                   << "finishing" << m_file.fileName() << "failed";
+    // Here and not in QObject's destructor: they have events delivered while they go, also to us.
+    qDeleteAll(findChildren<QAudioSource*>(Qt::FindDirectChildrenOnly));
+    if (!saver)
+        return;
+    saver->requestStop();
+    WorkerEnd::waitAndDelete(saver);
 }
 
 void AudioRecorder::requestStart(Presentation* presentation)
@@ -108,37 +151,39 @@ void AudioRecorder::start()
         stop();
         return;
     }
-    m_file.setFileName(m_presentation->dir().absoluteFilePath(u"audio.wav"_s));
-    if (!m_file.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
-        emit recordingError(
-            tr("The audio file \"%1\" cannot be written: %2. Check that the directory exists, may "
-               "be written and has free space, then start the recording again.")
-                .arg(QDir::toNativeSeparators(m_file.fileName()), fileErrorReason(m_file)));
-        if (m_state == Starting)
-            stop();
-        return;
-    }
-    openSource();
+    m_format = chooseFormat(m_input.audioDevice());
+    m_saver = new AudioSaver(m_presentation->dir().absoluteFilePath(u"audio.wav"_s), m_format);
+    // Deletes itself, so that one on a disk that hangs can be left alone.
+    connect(m_saver, &QThread::finished, m_saver, &QObject::deleteLater);
+    connect(m_saver, &AudioSaver::opened, this, [this, saver = m_saver] {
+        if (saver == m_saver)
+            openSource();
+    });
+    connect(m_saver, &AudioSaver::stopped, this, [this, saver = m_saver] {
+        if (saver == m_saver)
+            fileFinished();
+    });
+    m_knownWritten = 0;
+    m_diskTimer.start();
+    m_saver->start();
 }
 
 void AudioRecorder::openSource()
 {
-    const QAudioDevice device = m_input.audioDevice();
-    const QAudioFormat format = chooseFormat(device);
-    WavFileHeader(format).writeHeader(&m_file);
-    m_file.flush(); // whatever happens now, the file says what it is
-
+    if (m_state != Starting)
+        return;
+    m_diskTimer.stop();
     QAudio::Error error = QAudio::OpenError;
     // Asked first because a backend may wait for ever for a device that has just been unplugged.
     if (inputIsConnected()) {
-        m_knownSize = 0;
+        m_knownAdded = 0;
         m_stillChecks = 0;
         m_flowTimer.start();
-        m_source = new QAudioSource(device, format, this);
+        m_source = new QAudioSource(m_input.audioDevice(), m_format, this);
         connect(m_source, &QAudioSource::stateChanged, this,
             &AudioRecorder::handleAudioInputStateChange);
-        m_source->setBufferSize(format.bytesForDuration(BufferUs));
-        m_source->start(&m_file); // may become active, and Started, in here
+        m_source->setBufferSize(m_format.bytesForDuration(BufferUs));
+        m_source->start(new SaverDevice(m_saver, m_source)); // may become Started in here
         if (!m_source)
             return; // a receiver of started() has stopped us
         error = m_source->error();
@@ -149,16 +194,12 @@ void AudioRecorder::openSource()
                << "start"
                << "audio error" << error;
     releaseSource();
-    if (!finishFile())
-        qWarning() << "[AudioRecorder]"
-                   << "finishing" << m_file.fileName() << "failed";
     emit recordingError(
         tr("The audio input \"%1\" cannot be started. The recording goes on without sound: check "
            "that the input is connected and that no other program holds it, then stop and start "
            "again.")
             .arg(m_input.name()));
-    if (m_state == Starting)
-        becomeStarted();
+    finishFile(); // and becomes Started then
 }
 
 void AudioRecorder::handleAudioInputStateChange(QAudio::State state)
@@ -185,14 +226,12 @@ void AudioRecorder::stop()
     m_startTimer.stop();
     m_stopTimer.stop();
     releaseSource();
-    const bool complete = finishFile();
-    m_presentation = nullptr;
-    if (!complete && !m_troubleReported) {
-        emit recordingError(
-            tr("The end of the audio file \"%1\" could not be written: %2. What was written before "
-               "is kept; free some space on the disk before the next recording.")
-                .arg(QDir::toNativeSeparators(m_file.fileName()), fileErrorReason(m_file)));
+    if (m_saver) {
+        m_state = Stopping; // also when nobody has requested it
+        finishFile();
+        return;
     }
+    m_presentation = nullptr;
     setState(Stopped);
     emit stopped();
 }
@@ -209,24 +248,58 @@ void AudioRecorder::releaseSource()
     m_source = nullptr;
 }
 
-/// Flushes, patches the lengths and closes; true also when there is nothing to finish. What the
-/// disk refuses is lost, but the header describes what it holds.
-bool AudioRecorder::finishFile()
+void AudioRecorder::finishFile()
 {
-    if (!m_file.isOpen())
-        return true;
-    const bool flushed = m_file.flush();
-    if (flushed && WavFileHeader().writeLengths(&m_file)) {
-        m_file.close();
-        return true;
+    if (!m_saver)
+        return;
+    m_saver->requestStop();
+    m_knownWritten = m_saver->status().written;
+    m_diskTimer.start();
+    if (m_saver->wait(MomentMs))
+        fileFinished();
+}
+
+/// The file is complete, could not be made, or is given up. While starting, the source has failed.
+void AudioRecorder::fileFinished()
+{
+    m_diskTimer.stop();
+    const AudioSaver* saver = std::exchange(m_saver, nullptr);
+    const AudioSaver::Status status = saver->status();
+    const QString path = QDir::toNativeSeparators(saver->path());
+    if (!status.opened && !status.error.isEmpty()) {
+        emit recordingError(
+            tr("The audio file \"%1\" cannot be written: %2. Check that the directory exists, may "
+               "be written and has free space, then start the recording again.")
+                .arg(path, status.error));
+    } else if (!status.complete && !m_troubleReported) {
+        emit recordingError(
+            tr("The end of the audio file \"%1\" could not be written: %2. What was written before "
+               "is kept; free some space on the disk before the next recording.")
+                .arg(path, status.error));
     }
-    // The file object keeps its unwritten bytes and reports no size any more: patch through a
-    // second one. Overwriting the header needs no space.
-    m_file.close();
-    QFile remains(m_file.fileName());
-    if (remains.open(QIODevice::ReadWrite | QIODevice::ExistingOnly))
-        WavFileHeader().writeLengths(&remains);
-    return false;
+    if (m_state == Starting && status.opened)
+        becomeStarted();
+    else if (m_state != Stopped) // a receiver of the words may have stopped us
+        stop();
+}
+
+/// Called every few seconds while the disk owes us something.
+void AudioRecorder::checkDisk()
+{
+    const qint64 written = m_saver->status().written;
+    if (written > std::exchange(m_knownWritten, written))
+        return; // slow, but it goes on
+    m_saver->requestStop();
+    m_troubleReported = true;
+    WorkerEnd::noteLeftAlone();
+    qCritical() << "[AudioRecorder]"
+                << "the disk does not answer";
+    emit recordingError(tr(
+        "The disk does not answer, and the audio file \"%1\" is not complete. Check that the disk "
+        "is connected, and leave the program open: what is missing is written when the disk "
+        "answers again.")
+                            .arg(QDir::toNativeSeparators(m_saver->path())));
+    fileFinished();
 }
 
 bool AudioRecorder::inputIsConnected() const
@@ -234,28 +307,43 @@ bool AudioRecorder::inputIsConnected() const
     return AudioInputInfo::availableAudioInputs().contains(m_input);
 }
 
-/// Called once a second while there is a source: brings the bytes to the file, and notices that the
-/// bytes have stopped, or that they can only come from another input, to which the system has moved
-/// us.
+/// Called once a second while there is a source: notices that the disk does not take the bytes,
+/// that they have stopped, or that they can only come from another input, to which the system has
+/// moved us.
 void AudioRecorder::checkFlow()
 {
-    // At low rates the file's buffer holds seconds, which would be lost with the process.
-    m_file.flush();
-    // The open file's own size is cached; ask the disk.
-    const qint64 size = QFileInfo(m_file.fileName()).size();
-    m_stillChecks = size > m_knownSize ? 0 : m_stillChecks + 1;
-    m_knownSize = size;
-    if (!inputIsConnected()) {
+    const AudioSaver::Status status = m_saver->status();
+    const QString path = QDir::toNativeSeparators(m_saver->path());
+    m_stillChecks = status.added > m_knownAdded ? 0 : m_stillChecks + 1;
+    m_knownAdded = status.added;
+    const qint64 waitingMs = (status.added - status.written) * 1000
+        / std::max(1, m_format.bytesForDuration(1'000'000));
+    if (!status.error.isEmpty()) {
+        reportTrouble(
+            tr("The sound can no longer be written to \"%1\": %2. Free some space on the "
+               "disk before you stop the recording: until then the sound waits in memory.")
+                .arg(path, status.error));
+    } else if (status.removed) {
+        reportTrouble(tr("The audio file \"%1\" was removed during the recording. Stop, check the "
+                         "directory and start a new recording.")
+                          .arg(path));
+    } else if (waitingMs >= MaxWaitingMs) {
+        reportTrouble(
+            tr("The disk does not keep up with the sound: some seconds of it wait in memory "
+               "until they can be written to \"%1\". Close what else uses the disk, and "
+               "check that it is connected.")
+                .arg(path));
+    } else if (!inputIsConnected()) {
         reportTrouble(tr("The audio input \"%1\" has been disconnected. The recording goes on with "
                          "the sound of another input or with none: connect the input again, then "
                          "stop and start a new recording.")
                           .arg(m_input.name()));
     } else if (m_stillChecks >= StillChecksUntilSilence) {
         reportSilence();
-    } else if (m_stillChecks == 0 && m_troubleReported
+    } else if (m_stillChecks == 0 && waitingMs < CalmWaitingMs && m_troubleReported
         && m_source->state() != QAudio::StoppedState) {
         qInfo() << "[AudioRecorder]"
-                << "audio data arrives again";
+                << "audio data arrives and is written again";
         m_troubleReported = false;
     }
     // A source that never says that it runs must not keep the others waiting.
@@ -265,21 +353,10 @@ void AudioRecorder::checkFlow()
 
 void AudioRecorder::reportSilence()
 {
-    const QString path = QDir::toNativeSeparators(m_file.fileName());
-    if (m_file.error() != QFileDevice::NoError) {
-        reportTrouble(tr("The sound can no longer be written to \"%1\": %2. Free some space on the "
-                         "disk, then stop and start a new recording.")
-                          .arg(path, fileErrorReason(m_file)));
-    } else if (!QFileInfo::exists(m_file.fileName())) {
-        reportTrouble(tr("The audio file \"%1\" was removed during the recording. Stop, check the "
-                         "directory and start a new recording.")
-                          .arg(path));
-    } else {
-        reportTrouble(
-            tr("No more sound arrives from the audio input \"%1\". The recording goes on without "
-               "sound: check that the input is connected, then stop and start a new recording.")
-                .arg(m_input.name()));
-    }
+    reportTrouble(
+        tr("No more sound arrives from the audio input \"%1\". The recording goes on without "
+           "sound: check that the input is connected, then stop and start a new recording.")
+            .arg(m_input.name()));
 }
 
 void AudioRecorder::reportTrouble(const QString& message)
@@ -289,7 +366,7 @@ void AudioRecorder::reportTrouble(const QString& message)
     m_troubleReported = true;
     qWarning() << "[AudioRecorder]"
                << "trouble with" << m_input.name() << "audio error" << m_source->error()
-               << "file error" << m_file.error();
+               << "file error" << m_saver->status().error;
     emit recordingError(message);
 }
 

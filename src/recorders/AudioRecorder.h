@@ -3,20 +3,22 @@
 #include "settings/AudioInputInfo.h"
 
 #include <QAudio>
-#include <QFile>
+#include <QAudioFormat>
 #include <QObject>
 #include <QPointer>
 #include <QString>
 #include <QTimer>
 
+class AudioSaver;
 class Presentation;
 class QAudioSource;
 
 /// Records the selected audio input into "audio.wav" of a presentation.
 ///
 /// Trouble with the device never blocks a recording: the recorder reports started() and, in words,
-/// recordingError(). Every start ends in started() or stopped(), every stop in stopped(). Lives on
-/// one thread, which needs an event loop; Qt Multimedia writes the samples on the same thread.
+/// recordingError(). Every start ends in started() or stopped(), every stop in stopped(), when the
+/// file is complete. Lives on one thread, which needs an event loop and never waits for the disk:
+/// Qt Multimedia gives the samples to an AudioSaver there.
 class AudioRecorder : public QObject
 {
     Q_OBJECT
@@ -27,7 +29,7 @@ public:
     Q_ENUM(State)
 
     explicit AudioRecorder(QObject* parent = nullptr);
-    /// Finishes the file of a recording under way.
+    /// Finishes the file of a recording under way, if the disk answers.
     ~AudioRecorder() override;
 
     [[nodiscard]] State state() const { return m_state; }
@@ -37,7 +39,8 @@ public slots:
     void requestStart(Presentation* presentation);
     void requestStop();
     void start();
-    /// Finishes the file and becomes stopped, whatever the state.
+    /// Finishes the file and becomes stopped, whatever the state: at once, or when a slow disk has
+    /// taken everything.
     void stop();
     void handleAudioInputStateChange(QAudio::State state);
 
@@ -53,7 +56,9 @@ private:
     void becomeStarted();
     void openSource();
     void releaseSource();
-    [[nodiscard]] bool finishFile();
+    void finishFile();
+    void fileFinished();
+    void checkDisk();
     void checkFlow();
     void reportSilence();
     void reportTrouble(const QString& message);
@@ -61,13 +66,16 @@ private:
 
     State m_state = Stopped;
     QPointer<Presentation> m_presentation;
-    QFile m_file;
+    AudioSaver* m_saver = nullptr; ///< from the start until its file is finished or given up
     QAudioSource* m_source = nullptr; ///< our child, while there is a recording with sound
+    QAudioFormat m_format;
     AudioInputInfo m_input;
     QTimer m_startTimer;
     QTimer m_flowTimer;
     QTimer m_stopTimer;
-    qint64 m_knownSize = 0; ///< bytes of the file at the last look
+    QTimer m_diskTimer; ///< runs while the file is being opened or finished
+    qint64 m_knownAdded = 0; ///< bytes that had arrived at the last look
+    qint64 m_knownWritten = 0; ///< bytes of them that the disk had taken at the last look
     int m_stillChecks = 0; ///< looks in a row that found no more bytes
     bool m_troubleReported = false;
 };

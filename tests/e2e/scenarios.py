@@ -19,6 +19,8 @@ import time
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "tools" / "demo"))
 from check_presentation import numbers  # noqa: E402
 import disk  # noqa: E402
+import numpy  # noqa: E402
+import slowdisk  # noqa: E402
 from driver import (RECORD, STOP, WINDOW, Failure, Helpers, Recorder, expect, run,  # noqa: E402
                     wait_for)
 
@@ -373,6 +375,49 @@ def full(helpers, recorder, options):
     expect_complete(presentation, 1, failed)
 
 
+def slow(helpers, recorder, options):
+    """The disk takes 3 s for whatever it writes, for a while: the talk is as complete as ever."""
+    def lecture(seconds, *colours):
+        for colour in colours:
+            run("xsetroot", "-solid", f"#{colour}")
+            for step in range(round(seconds / len(colours) / 0.25)):
+                recorder.pointer.move(200 + int(colour, 16) % 300, 100 + step)
+                time.sleep(0.25)
+
+    helpers.play_tone()
+    with helpers.disk:  # ends before the recorder, which could not end on one that hangs
+        presentation = recorder.start_recording()
+        lecture(2, "104080")
+        helpers.disk.set(changes=3)
+        lecture(12, "208040", "804020", "208090")
+        moves = recorder.pointer.moves[:]
+        helpers.disk.set()
+        lecture(2, "804090")
+        stopped = recorder.stop_recording()
+        told_once(recorder, "does not keep up with the sound")
+        recorder.close()
+        expect_complete(presentation)
+        found = {pixel(presentation, 0, number)[-6:].lower() for number, _ in slides(presentation)}
+        positions = numbers(presentation / "mouse_positions.txt", 3)
+        length = float(run("soxi", "-D", presentation / "audio.wav"))
+        samples = numpy.fromfile(presentation / "audio.wav", "<i4", offset=44) / 2**31
+    expect(found >= {"104080", "208040", "804020", "208090", "804090"}, f"slides show only {found}")
+    # The window's thread gives the pointer's moves their times: late ones are those it was busy at.
+    times = {(x, y): moment for moment, x, y in positions}
+    expect(times.keys() >= {(x, y) for _, _, x, y in moves}, "moves of the pointer are missing")
+    zero = max(before - times[x, y] for before, _, x, y in moves)
+    late = max(zero + times[x, y] - after for _, after, x, y in moves)
+    wanted = (stopped - zero) / 1000
+    # 1000 Hz at 48,000 samples a second: every sample is that of one wave before.
+    jump = numpy.abs(samples[48:] - samples[:-48]).max()
+    quiet = numpy.abs(samples[:samples.size // 480 * 480]).reshape(-1, 480).max(axis=1) < 0.05
+    print(f"{length:.3f} s of {wanted:.3f} s of sound, jumps of at most {jump:.3f}, "
+          f"{quiet.sum() * 10} ms quiet, the window at most {late:.0f} ms late")
+    expect(abs(length - wanted) < 0.15, "the sound is not as long as the clock says")
+    expect(jump < 0.1 and not quiet.any(), "the tone has gaps")
+    expect(late < 1000, "the window did not answer")
+
+
 def places(helpers, recorder, options):
     """Directories with letters of all kinds, with a path of more than 260 characters, read-only."""
     recorder.close()
@@ -444,8 +489,8 @@ def again(helpers, recorder, options):
 
 def main():
     scenarios = {each.__name__: each
-                 for each in (idle, still, monitors, terminate, close, removed, full, nearly_full, scale,
-                              beside, again, logout, places, wine)}
+                 for each in (idle, still, monitors, terminate, close, removed, full, nearly_full, slow,
+                              scale, beside, again, logout, places, wine)}
     parser = argparse.ArgumentParser()
     parser.add_argument("scenario", choices=scenarios)
     parser.add_argument("--recorder", required=True)
@@ -456,7 +501,7 @@ def main():
     parser.add_argument("--path-prefix", default="", help="how the recorder sees /, e.g. Z:")
     options = parser.parse_args()
     os.umask(0)  # the program's own is what counts
-    if options.scenario in ("full", "nearly_full"):
+    if options.scenario in ("full", "nearly_full", "slow"):
         disk.enter_namespace()
     with Helpers(options.player, options.launcher) as helpers:
         work_dir = helpers.directory / "presentations"
@@ -465,6 +510,8 @@ def main():
         if options.scenario in ("full", "nearly_full"):
             disk.mount(work_dir, 80 if options.scenario == "full" else 600,
                        in_memory=bool(options.path_prefix))
+        if options.scenario == "slow":
+            helpers.disk = slowdisk.SlowDisk(work_dir)
         command = [*options.launcher.split(), options.recorder]
         prepare = {"logout": start_session, "scale": start_settings}.get(options.scenario)
         environment = prepare(helpers) if prepare else {}
