@@ -384,7 +384,7 @@ def slow(helpers, recorder, options):
                 recorder.pointer.move(200 + int(colour, 16) % 300, 100 + step)
                 time.sleep(0.25)
 
-    helpers.play_tone()
+    helpers.play_tone(60)
     with helpers.disk:  # ends before the recorder, which could not end on one that hangs
         presentation = recorder.start_recording()
         lecture(2, "104080")
