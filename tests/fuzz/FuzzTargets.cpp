@@ -137,7 +137,8 @@ void fuzzServiceReply(const QByteArray& input)
 
     const QByteArray log = QJsonDocument(StreamReply::printable(json)).toJson();
     const QString& secret = reply.uploader.secretAccessKey;
-    if (secret.startsWith("s3cr3t"_L1) && input.count("s3cr3t") == 1)
+    // In the input it may stand a second time, written with escapes.
+    if (secret.startsWith("s3cr3t"_L1) && QJsonDocument(json).toJson().count("s3cr3t") == 1)
         require(!log.contains("s3cr3t"), "a secret key is not printed");
 }
 
