@@ -347,6 +347,10 @@ private slots:
         for (const QString& url : { u"file:///etc/passwd"_s, u"javascript:alert(1)"_s, QString() })
             QVERIFY2(!facade.qml_openLink(QUrl(url)), qPrintable(url));
         QVERIFY(m_openedUrls.isEmpty());
+        QMetaObject::invokeMethod(
+            m_fixture->item(u"presentations"_s), "openRequested", Q_ARG(QString, u"nowhere"_s));
+        QVERIFY(
+            m_fixture->item(u"errorLabel"_s)->property("text").toString().contains(u"nowhere"_s));
 
         QVERIFY(facade.qml_openDirectory(dir.filePath(u"Talk #1 of 3"_s)));
         const QString encoded = m_openedUrls.takeFirst().toString(QUrl::FullyEncoded);

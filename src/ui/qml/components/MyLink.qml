@@ -14,7 +14,10 @@ MyAbstractButton {
 
     Accessible.description: url
     Accessible.role: Accessible.Link
-    onClicked: mainWindow.qml_openLink(url)
+    onClicked: {
+        if (!mainWindow.qml_openLink(url))
+            mainWindow.errorMessage(qsTr("No browser could be opened. The address is %1").arg(url))
+    }
 
     background: Item {
         MyFocusRing {

@@ -15,7 +15,10 @@ Item {
         anchors.top: parent.top
         model: presentationModel
         objectName: "presentations"
-        onOpenRequested: directory => mainWindow.qml_openDirectory(directory)
+        onOpenRequested: directory => {
+            if (!mainWindow.qml_openDirectory(directory))
+                mainWindow.errorMessage(qsTr("The folder cannot be opened: %1. Look for it with your file manager; if it has gone, it was moved or deleted.").arg(directory))
+        }
     }
     Column {
         anchors.centerIn: list
