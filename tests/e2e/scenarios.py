@@ -7,6 +7,7 @@ Runs inside tests/harness/desktop.sh --audio; see tests/e2e/CMakeLists.txt for t
 """
 import argparse
 import json
+import math
 import os
 import pathlib
 import re
@@ -297,6 +298,39 @@ def told_once(recorder, words):
     expect(any(words in message for message in told), f'told the operator not "{words}", but {told}')
 
 
+def hanging(helpers, recorder, options):
+    """A disk that fails is told of; one that never answers again is, too, and the window closes."""
+    slow = helpers.disk
+    presentation = recorder.start_recording()
+    here = slow.behind / presentation.name
+    slow.set(failing=["fsync", "fsyncdir"])
+    run("xsetroot", "-solid", "#405060")
+    for what in ("slide 2", "all of the recording"):  # who writes a file, and who looks after all
+        wait_for(f"word of what happened to {what}", lambda: any(
+            f"could not store {what}" in message for message in recorder.told()))
+    slow.set()
+    time.sleep(2)
+    before = slides(here)
+    slow.set(everything=math.inf)
+    for number in range(1, 8):
+        run("xsetroot", "-solid", f"#{number}0{number}0{number}8")
+        time.sleep(1.2)
+    told_once(recorder, "wait in memory to be written")
+    told_once(recorder, "could not store")
+    expect(recorder.look(STOP), "the recording screen has gone")
+    run("xdotool", "windowactivate", "--sync", *recorder.window)
+    closed = time.monotonic()
+    run("xdotool", "key", "alt+F4")
+    recorder.wait_for_end(20)
+    print(f"ended after {time.monotonic() - closed:.1f} s; told {recorder.told()}")
+    slow.set()
+    with Recorder(options.recorder, recorder.work_dir) as second:
+        wait_for("the repair", (here / ".recovered").exists)
+        second.close()
+    expect(slides(here)[:len(before)] == before and len(before) >= 2, f"{before}, then {slides(here)}")
+    expect_complete(here, 2)
+
+
 def warned(recorder):
     """Whether there is a red bar at the top of the window."""
     x, y, width, _ = recorder.geometry()
@@ -490,7 +524,7 @@ def again(helpers, recorder, options):
 def main():
     scenarios = {each.__name__: each
                  for each in (idle, still, monitors, terminate, close, removed, full, nearly_full, slow,
-                              scale, beside, again, logout, places, wine)}
+                              hanging, scale, beside, again, logout, places, wine)}
     parser = argparse.ArgumentParser()
     parser.add_argument("scenario", choices=scenarios)
     parser.add_argument("--recorder", required=True)
@@ -501,7 +535,7 @@ def main():
     parser.add_argument("--path-prefix", default="", help="how the recorder sees /, e.g. Z:")
     options = parser.parse_args()
     os.umask(0)  # the program's own is what counts
-    if options.scenario in ("full", "nearly_full", "slow"):
+    if options.scenario in ("full", "nearly_full", "slow", "hanging"):
         disk.enter_namespace()
     with Helpers(options.player, options.launcher) as helpers:
         work_dir = helpers.directory / "presentations"
@@ -510,7 +544,7 @@ def main():
         if options.scenario in ("full", "nearly_full"):
             disk.mount(work_dir, 80 if options.scenario == "full" else 600,
                        in_memory=bool(options.path_prefix))
-        if options.scenario == "slow":
+        if options.scenario in ("slow", "hanging"):
             helpers.disk = slowdisk.SlowDisk(work_dir)
         command = [*options.launcher.split(), options.recorder]
         prepare = {"logout": start_session, "scale": start_settings}.get(options.scenario)

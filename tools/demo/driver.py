@@ -279,8 +279,9 @@ class Recorder:
 
     def output(self):
         """What the program logged: on its standard output, or else (Windows) in its log file."""
-        logs = [self.log, *sorted(self.work_dir.glob("*.log"))]
-        return next(filter(None, (log.read_text(errors="replace") for log in logs)), "")
+        printed = self.log.read_text(errors="replace")  # without a look at a disk that may hang
+        return printed or "".join(
+            log.read_text(errors="replace") for log in sorted(self.work_dir.glob("*.log"))[:1])
 
     def told(self):
         """What the operator was told in the window, as the log has it."""
