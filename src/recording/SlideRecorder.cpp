@@ -10,6 +10,7 @@
 
 #include <QCoreApplication>
 #include <QDebug>
+#include <QThreadPool>
 #include <QTimer>
 
 #include <utility>
@@ -33,7 +34,10 @@ SlideRecorder::~SlideRecorder()
         const bool processorEnded = WorkerEnd::wait(m_slideProcessor);
         QCoreApplication::sendPostedEvents(m_slideSaver, QEvent::MetaCall);
         m_slideSaver->requestStop();
-        WorkerEnd::waitAndDelete(m_slideSaver);
+        if (WorkerEnd::wait(m_slideSaver))
+            delete m_slideSaver;
+        else // what is only encoded for it; the application's end waits for the pool
+            QThreadPool::globalInstance()->clear();
         if (sourceEnded)
             delete m_slideSource;
         if (processorEnded)

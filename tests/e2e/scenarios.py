@@ -257,6 +257,7 @@ def logout(helpers, recorder, options):
     recorder.wait_for_end(20)
     expect("the session ends" in recorder.output(), "the session manager did not ask")
     expect_complete(presentation, 2.5)
+    expect(not list(presentation.glob(".*")), "the next start will take it for cut off")
 
 
 def wine(helpers, recorder, options):
@@ -271,6 +272,7 @@ def wine(helpers, recorder, options):
     wait_for("the end of the program", lambda: recorder.process.poll() is not None)
     expect("the session ends" in recorder.output(), "the system did not ask")
     expect_complete(presentation, 2.5)
+    expect(not list(presentation.glob(".*")), "the next start will take it for cut off")
 
 
 def removed(helpers, recorder, options):
@@ -300,31 +302,30 @@ def told_once(recorder, words):
 
 def hanging(helpers, recorder, options):
     """A disk that fails is told of; one that never answers again is, too, and the window closes."""
-    slow = helpers.disk
-    presentation = recorder.start_recording()
-    here = slow.behind / presentation.name
-    slow.set(failing=["fsync", "fsyncdir"])
-    run("xsetroot", "-solid", "#405060")
-    for what in ("slide 2", "all of the recording"):  # who writes a file, and who looks after all
-        wait_for(f"word of what happened to {what}", lambda: any(
-            f"could not store {what}" in message for message in recorder.told()))
-    slow.set()
-    time.sleep(2)
-    before = slides(here)
-    slow.set(everything=math.inf)
-    for number in range(1, 8):
-        run("xsetroot", "-solid", f"#{number}0{number}0{number}8")
-        time.sleep(1.2)
-    told_once(recorder, "wait in memory to be written")
-    told_once(recorder, "could not store")
-    expect(recorder.look(STOP), "the recording screen has gone")
-    run("xdotool", "windowactivate", "--sync", *recorder.window)
-    closed = time.monotonic()
-    run("xdotool", "key", "alt+F4")
-    recorder.wait_for_end(20)
-    print(f"ended after {time.monotonic() - closed:.1f} s; told {recorder.told()}")
-    slow.set()
-    with Recorder(options.recorder, recorder.work_dir) as second:
+    with helpers.disk as slow:  # at its end everything is in the directory behind
+        presentation = recorder.start_recording()
+        here = slow.behind / presentation.name
+        slow.set(failing=["fsync", "fsyncdir"])
+        run("xsetroot", "-solid", "#405060")
+        for what in ("slide 2", "all of the recording"):  # who writes a file, and who looks after all
+            wait_for(f"word of what happened to {what}", lambda: any(
+                f"could not store {what}" in message for message in recorder.told()))
+        slow.set()
+        time.sleep(2)
+        before = slides(here)
+        slow.set(everything=math.inf)
+        for number in range(1, 8):
+            run("xsetroot", "-solid", f"#{number}0{number}0{number}8")
+            time.sleep(1.2)
+        told_once(recorder, "wait in memory to be written")
+        told_once(recorder, "could not store")
+        expect(recorder.look(STOP), "the recording screen has gone")
+        run("xdotool", "windowactivate", "--sync", *recorder.window)
+        closed = time.monotonic()
+        run("xdotool", "key", "alt+F4")
+        recorder.wait_for_end(20)
+        print(f"ended after {time.monotonic() - closed:.1f} s; told {recorder.told()}")
+    with Recorder(options.recorder, slow.behind) as second:
         wait_for("the repair", (here / ".recovered").exists)
         second.close()
     expect(slides(here)[:len(before)] == before and len(before) >= 2, f"{before}, then {slides(here)}")
