@@ -12,7 +12,10 @@
 #include <QProcess>
 #include <QTemporaryFile>
 
+#include <fcntl.h>
 #include <memory>
+#include <sys/stat.h>
+#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
@@ -69,6 +72,7 @@ private slots:
     void init() { QVERIFY(selectInput(u"VirtMic"_s)); }
     void lengthsBeyond4GiB();
     void startsWithoutInputButNotWithoutFile();
+    void givesUpDiskThatHangs();
     void stopsInEveryState();
     void reportsTroubleOnce_data();
     void reportsTroubleOnce();
@@ -99,6 +103,23 @@ void TestAudioRecorder::startsWithoutInputButNotWithoutFile()
     RecorderSettings::instance()->setSelectedAudioInput(AudioInputInfo());
     QVERIFY(recording.start()); // no input, no file
     QVERIFY(recording.stop());
+}
+
+void TestAudioRecorder::givesUpDiskThatHangs()
+{
+    AudioRecording recording;
+    const QByteArray path = QFile::encodeName(recording.path);
+    QCOMPARE(::mkfifo(path.constData(), 0600), 0); // cannot be opened as long as nobody reads
+    recording.recorder->requestStart(&recording.presentation);
+    QVERIFY(recording.stopped.wait(15000));
+    QVERIFY(recording.started.isEmpty());
+    QCOMPARE(recording.errors.count(), 1);
+    QVERIFY(recording.errors.first().first().toString().contains(u"does not answer"_s));
+    const int reader = ::open(path.constData(), O_RDONLY | O_NONBLOCK);
+    char header[WavFileHeader::Size];
+    QTRY_COMPARE(::read(reader, header, sizeof header), WavFileHeader::Size); // goes on by itself
+    QTRY_COMPARE(::read(reader, header, sizeof header), 0); // and ends
+    ::close(reader);
 }
 
 void TestAudioRecorder::stopsInEveryState()
