@@ -8,6 +8,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <atomic>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -92,16 +94,23 @@ void SlideSaverTest::filesAndLines()
     QCOMPARE(saver.saveSlide(12345, 11, 1, { nullptr, screens[2] }).name, u"11-12345"_s);
 }
 
-// Nothing is dropped, and the operator is told once.
+// Nothing is dropped, and the operator is told once. What waits is encoded, and its pixels are
+// gone.
 void SlideSaverTest::diskThatDoesNotKeepUp()
 {
     const QTemporaryDir dir;
     TestedSaver saver{ QDir(dir.path()) };
     QSignalSpy waiting(&saver, &SlideSaver::slidesWaiting);
+    std::atomic<int> left = 0;
+    const auto release = [](void* count) { --*static_cast<std::atomic<int>*>(count); };
+    static const uchar pixels[16 * 4 * 16] = {};
     for (int slide = 1; slide <= 9; ++slide) {
-        saver.addSlides(slide * 1000, toSlides({ noise(5, 5) }));
+        ++left;
+        saver.addSlides(slide * 1000,
+            toSlides({ QImage(pixels, 16, 16, QImage::Format_RGB32, release, &left) }));
         QCOMPARE(waiting.size(), slide < 5 ? 0 : 1);
     }
+    QTRY_COMPARE(left, 1); // the first one did not have to wait
     saver.requestStop();
     saver.run();
     QCOMPARE(waiting.size(), 1);
