@@ -1,7 +1,6 @@
 #include "processing/SlideProcessor.h"
 
-#include <QSignalSpy>
-#include <QTest>
+#include <QtTest>
 
 #include <opencv2/imgproc.hpp>
 
@@ -82,124 +81,120 @@ class SlideProcessorTest : public QObject
     Q_OBJECT
 
 private slots:
-    void newSlides_data();
-    void newSlides();
-    void preprocessing_data();
-    void preprocessing();
-    void similarityFormula();
-};
+    void newSlides_data()
+    {
+        QTest::addColumn<Captures>("captures");
+        QTest::addColumn<QList<qint64>>("expected"); // indices of the captures that are new slides
+        QTest::addColumn<int>("forced"); // index of a forced capture
+        QTest::addColumn<int>("errors");
+        const auto row = [](const char* name, const Captures& captures,
+                             const QList<qint64>& expected, int forced = -1, int errors = 0) {
+            QTest::newRow(name) << captures << expected << forced << errors;
+        };
 
-void SlideProcessorTest::newSlides_data()
-{
-    QTest::addColumn<Captures>("captures");
-    QTest::addColumn<QList<qint64>>("expected"); // indices of the captures that are new slides
-    QTest::addColumn<int>("forced"); // index of a forced capture
-    QTest::addColumn<int>("errors");
-    const auto row = [](const char* name, const Captures& captures, const QList<qint64>& expected,
-                         int forced = -1, int errors = 0) {
-        QTest::newRow(name) << captures << expected << forced << errors;
-    };
+        const cv::Mat empty;
+        const cv::Mat slide = deckSlide();
+        const cv::Mat other = deckSlide();
+        other({ 200, 700, 300, 200 }).setTo(cv::Scalar(0, 0, 200));
+        const cv::Mat corner = deckSlide();
+        corner({ 1880, 1056, 40, 24 }).setTo(0);
+        cv::Mat blueOnly = deckSlide();
+        const cv::Rect patch(600, 150, 150, 150);
+        cv::subtract(blueOnly(patch), cv::Scalar(120, 0, 0), blueOnly(patch));
+        const cv::Mat grey(90, 90, CV_8U, cv::Scalar(7));
+        const cv::Mat opaque(90, 90, CV_8UC4, cv::Scalar(9, 9, 9, 255));
+        const cv::Mat transparent(90, 90, CV_8UC4, cv::Scalar(9, 9, 9, 0));
+        const cv::Mat notResizable(90, 700, CV_32SC3, cv::Scalar(0));
+        Captures fading;
+        for (int level = 100; level <= 200; level += 5)
+            fading.append(QList<cv::Mat>{ cv::Mat(400, 400, CV_8UC3, cv::Scalar::all(level)) });
 
-    const cv::Mat empty;
-    const cv::Mat slide = deckSlide();
-    const cv::Mat other = deckSlide();
-    other({ 200, 700, 300, 200 }).setTo(cv::Scalar(0, 0, 200));
-    const cv::Mat corner = deckSlide();
-    corner({ 1880, 1056, 40, 24 }).setTo(0);
-    cv::Mat blueOnly = deckSlide();
-    const cv::Rect patch(600, 150, 150, 150);
-    cv::subtract(blueOnly(patch), cv::Scalar(120, 0, 0), blueOnly(patch));
-    const cv::Mat grey(90, 90, CV_8U, cv::Scalar(7));
-    const cv::Mat opaque(90, 90, CV_8UC4, cv::Scalar(9, 9, 9, 255));
-    const cv::Mat transparent(90, 90, CV_8UC4, cv::Scalar(9, 9, 9, 0));
-    const cv::Mat notResizable(90, 700, CV_32SC3, cv::Scalar(0));
-    Captures fading;
-    for (int level = 100; level <= 200; level += 5)
-        fading.append(QList<cv::Mat>{ cv::Mat(400, 400, CV_8UC3, cv::Scalar::all(level)) });
-
-    row("unchanged", { { slide }, { slide }, { slide } }, { 0 });
-    row("the narrow last tile", { { slide }, { corner } }, { 0, 1 });
-    row("one channel of three", { { slide }, { blueOnly } }, { 0, 1 });
-    row("slow change", fading, { 0 });
-    row("the same change at once", { fading.first(), fading.last() }, { 0, 1 });
-    row("second screen comes and goes",
-        { { slide }, { slide, slide }, { slide, slide }, { slide } }, { 0, 1, 3 });
-    row("forced, and the next reference", { { slide }, { other }, { other }, { slide } },
-        { 0, 1, 3 }, 1);
-    row("another size", { { slide }, { deckSlide({ 640, 480 }) } }, { 0, 1 });
-    row("single channel", { { grey }, { grey } }, { 0, 1 });
-    row("fourth channel is not compared", { { opaque }, { transparent } }, { 0 });
-    row("frame lost and found", { { slide }, { empty }, { slide } }, { 0, 2 });
-    row("failing comparison", { { slide }, { notResizable }, { slide }, { slide } }, { 0, 1, 2 },
-        -1, 1);
-}
-
-void SlideProcessorTest::newSlides()
-{
-    QFETCH(Captures, captures);
-    QFETCH(int, forced);
-    TestedProcessor processor;
-    QList<qint64> processed;
-    QSignalSpy errors(&processor, &SlideProcessor::processingError);
-    QSignalSpy stopped(&processor, &SlideProcessor::stopped);
-    connect(&processor, &SlideProcessor::slidesProcessed, this,
-        [&processed](qint64 time, const QList<SlideImage>& slides) {
-            processed.append(time);
-            deleteMatrices(slides); // handed over: the leak check and this agree
-        });
-    for (int i = 0; i < captures.size(); ++i)
-        processor.addSlides(i, toSlides(captures[i]), i == forced);
-    processor.requestStop();
-    processor.addSlides(99, toSlides({ deckSlide() }), true); // refused, and not leaked
-    processor.run(); // the worker's loop, on this thread
-    QCOMPARE(stopped.size(), 1);
-    QTEST(processed, "expected");
-    QTEST(int(errors.size()), "errors");
-    QCOMPARE(processor.capturedSlideCount(), processed.size());
-}
-
-void SlideProcessorTest::preprocessing_data()
-{
-    QTest::addColumn<QSize>("frame");
-    QTest::addColumn<QSize>("expected");
-    QTest::newRow("very flat, one row at least") << QSize(5000, 2) << QSize(640, 1);
-    QTest::newRow("truncated, not rounded") << QSize(1366, 768) << QSize(640, 359);
-    QTest::newRow("exactly 640 wide") << QSize(640, 700) << QSize(640, 700);
-}
-
-// The same pixels as resizing and smoothing a copy gives; the frame stays as it was for the saver.
-void SlideProcessorTest::preprocessing()
-{
-    QFETCH(QSize, frame);
-    QFETCH(QSize, expected);
-    const cv::Mat original = noisy(deckSlide({ frame.width(), frame.height() }), 20);
-    const cv::Mat mat = original.clone();
-    cv::Mat plain = original.clone();
-    if (frame != expected)
-        cv::resize(plain, plain, { expected.width(), expected.height() }, 0, 0, cv::INTER_LINEAR);
-    cv::blur(plain, plain, { 3, 3 });
-    const std::unique_ptr<cv::Mat> result(TestedProcessor().preprocessSlide(&mat));
-    QCOMPARE(QSize(result->cols, result->rows), expected);
-    QCOMPARE(cv::norm(*result, plain, cv::NORM_INF), 0.0);
-    QCOMPARE(cv::norm(mat, original, cv::NORM_INF), 0.0);
-}
-
-void SlideProcessorTest::similarityFormula()
-{
-    for (const cv::Size size : { cv::Size(50, 50), cv::Size(40, 10), cv::Size(1, 7) }) {
-        cv::Mat a(size, CV_8UC3);
-        cv::randu(a, 0, 25); // dark and weak, where the constants count
-        const cv::Mat b = noisy(a + cv::Scalar::all(8), 5);
-        const cv::Scalar result = TestedProcessor::getMSSIM(a, b);
-        for (int channel = 0; channel < 3; ++channel) {
-            const double expected = similarity(a, b, channel);
-            QVERIFY2(std::abs(result[channel] - expected) < 1e-4,
-                qPrintable(QString::number(result[channel]) + u" instead of "
-                    + QString::number(expected)));
-        }
-        QCOMPARE(result[3], 0.0);
+        row("unchanged", { { slide }, { slide }, { slide } }, { 0 });
+        row("the narrow last tile", { { slide }, { corner } }, { 0, 1 });
+        row("one channel of three", { { slide }, { blueOnly } }, { 0, 1 });
+        row("slow change", fading, { 0 });
+        row("the same change at once", { fading.first(), fading.last() }, { 0, 1 });
+        row("second screen comes and goes",
+            { { slide }, { slide, slide }, { slide, slide }, { slide } }, { 0, 1, 3 });
+        row("forced, and the next reference", { { slide }, { other }, { other }, { slide } },
+            { 0, 1, 3 }, 1);
+        row("another size", { { slide }, { deckSlide({ 640, 480 }) } }, { 0, 1 });
+        row("single channel", { { grey }, { grey } }, { 0, 1 });
+        row("fourth channel is not compared", { { opaque }, { transparent } }, { 0 });
+        row("frame lost and found", { { slide }, { empty }, { slide } }, { 0, 2 });
+        row("failing comparison", { { slide }, { notResizable }, { slide }, { slide } },
+            { 0, 1, 2 }, -1, 1);
     }
-}
+
+    void newSlides()
+    {
+        QFETCH(Captures, captures);
+        QFETCH(int, forced);
+        TestedProcessor processor;
+        QList<qint64> processed;
+        QSignalSpy errors(&processor, &SlideProcessor::processingError);
+        QSignalSpy stopped(&processor, &SlideProcessor::stopped);
+        connect(&processor, &SlideProcessor::slidesProcessed, this,
+            [&processed](qint64 time, const QList<SlideImage>& slides) {
+                processed.append(time);
+                deleteMatrices(slides); // handed over: the leak check and this agree
+            });
+        for (int i = 0; i < captures.size(); ++i)
+            processor.addSlides(i, toSlides(captures[i]), i == forced);
+        processor.requestStop();
+        processor.addSlides(99, toSlides({ deckSlide() }), true); // refused, and not leaked
+        processor.run(); // the worker's loop, on this thread
+        QCOMPARE(stopped.size(), 1);
+        QTEST(processed, "expected");
+        QTEST(int(errors.size()), "errors");
+        QCOMPARE(processor.capturedSlideCount(), processed.size());
+    }
+
+    void preprocessing_data()
+    {
+        QTest::addColumn<QSize>("frame");
+        QTest::addColumn<QSize>("expected");
+        QTest::newRow("very flat, one row at least") << QSize(5000, 2) << QSize(640, 1);
+        QTest::newRow("truncated, not rounded") << QSize(1366, 768) << QSize(640, 359);
+        QTest::newRow("exactly 640 wide") << QSize(640, 700) << QSize(640, 700);
+    }
+
+    // The same pixels as resizing and smoothing a copy gives; the frame stays as it was for the
+    // saver.
+    void preprocessing()
+    {
+        QFETCH(QSize, frame);
+        QFETCH(QSize, expected);
+        const cv::Mat original = noisy(deckSlide({ frame.width(), frame.height() }), 20);
+        const cv::Mat mat = original.clone();
+        cv::Mat plain = original.clone();
+        if (frame != expected)
+            cv::resize(
+                plain, plain, { expected.width(), expected.height() }, 0, 0, cv::INTER_LINEAR);
+        cv::blur(plain, plain, { 3, 3 });
+        const std::unique_ptr<cv::Mat> result(TestedProcessor().preprocessSlide(&mat));
+        QCOMPARE(QSize(result->cols, result->rows), expected);
+        QCOMPARE(cv::norm(*result, plain, cv::NORM_INF), 0.0);
+        QCOMPARE(cv::norm(mat, original, cv::NORM_INF), 0.0);
+    }
+
+    void similarityFormula()
+    {
+        for (const cv::Size size : { cv::Size(50, 50), cv::Size(40, 10), cv::Size(1, 7) }) {
+            cv::Mat a(size, CV_8UC3);
+            cv::randu(a, 0, 25); // dark and weak, where the constants count
+            const cv::Mat b = noisy(a + cv::Scalar::all(8), 5);
+            const cv::Scalar result = TestedProcessor::getMSSIM(a, b);
+            for (int channel = 0; channel < 3; ++channel) {
+                const double expected = similarity(a, b, channel);
+                QVERIFY2(std::abs(result[channel] - expected) < 1e-4,
+                    qPrintable(QString::number(result[channel]) + u" instead of "
+                        + QString::number(expected)));
+            }
+            QCOMPARE(result[3], 0.0);
+        }
+    }
+};
 
 QTEST_GUILESS_MAIN(SlideProcessorTest)
 #include "SlideProcessorTest.moc"

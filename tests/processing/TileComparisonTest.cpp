@@ -1,7 +1,7 @@
 #include "processing/TileComparison.h"
 #include "processing/SlideProcessor.h"
 
-#include <QTest>
+#include <QtTest>
 
 #include <opencv2/core/utility.hpp>
 #include <opencv2/imgproc.hpp>
@@ -88,64 +88,63 @@ class TileComparisonTest : public QObject
     Q_OBJECT
 
 private slots:
-    void decidesAsThePlainFormula_data();
-    void decidesAsThePlainFormula();
-};
-
-void TileComparisonTest::decidesAsThePlainFormula_data()
-{
-    QTest::addColumn<bool>("optimised");
-    QTest::newRow("widest registers of this processor") << true;
-    QTest::newRow("baseline") << false;
-}
-
-void TileComparisonTest::decidesAsThePlainFormula()
-{
-    QFETCH(bool, optimised);
-    cv::setUseOptimized(optimised);
-    cv::setNumThreads(1);
-    cv::theRNG().state = 20'260'101 + optimised;
-    using Verdict = TileComparison::Verdict;
-    const std::array<cv::Size, 10> sizes{ cv::Size{ 50, 50 }, { 25, 20 }, { 40, 50 }, { 50, 10 },
-        { 40, 10 }, { 10, 50 }, { 16, 11 }, { 11, 12 }, { 3, 7 }, { 1, 1 } };
-    TileComparison tiles;
-    std::map<Verdict, int> verdicts;
-    int passed = 0; // by the lower bound
-    int near = 0; // to the threshold
-    double largestError = 0;
-    double tightest = 1; // between the bound and the similarity
-    for (int round = 0; round < Rounds; ++round) {
-        const cv::Size size = sizes[round % sizes.size()];
-        // Part of a larger matrix, as the tiles of a frame are.
-        const cv::Mat frame = content({ size.width + 7, size.height }, pick(4) ? CV_8UC3 : CV_8UC4);
-        const cv::Mat other = changed(frame);
-        const cv::Mat a = frame({ { 3, 0 }, size });
-        const cv::Mat b = other({ { 3, 0 }, size });
-
-        const cv::Scalar plain = Plain::getMSSIM(a, b);
-        const double smallest = std::min({ plain[0], plain[1], plain[2] });
-        const Verdict verdict = tiles.compare(a, b);
-        ++verdicts[verdict];
-        near += std::abs(smallest - TileComparison::Threshold) < 0.01;
-        if (verdict != Verdict::Undecided)
-            QCOMPARE(verdict == Verdict::Different, smallest < TileComparison::Threshold);
-        tiles.load(a, b);
-        for (int channel = 0; channel < 3; ++channel) {
-            const double bound = tiles.lowerBound(channel);
-            passed += bound >= TileComparison::Threshold + TileComparison::Margin && bound < 1;
-            tightest = std::min(tightest, plain[channel] - bound);
-            largestError
-                = std::max(largestError, std::abs(tiles.similarity(channel) - plain[channel]));
-        }
+    void decidesAsThePlainFormula_data()
+    {
+        QTest::addColumn<bool>("optimised");
+        QTest::newRow("widest registers of this processor") << true;
+        QTest::newRow("baseline") << false;
     }
-    cv::setUseOptimized(true);
-    const auto text = [](double number) { return qPrintable(QString::number(number)); };
-    QVERIFY2(largestError < TileComparison::Margin / 5, text(largestError));
-    QVERIFY2(tightest > -TileComparison::Margin / 5, text(tightest));
-    // Every way was gone often, and the plain formula was hardly ever needed.
-    QVERIFY(verdicts[Verdict::Similar] > Rounds / 5 && verdicts[Verdict::Different] > Rounds / 5);
-    QVERIFY(passed > Rounds / 5 && near > Rounds / 50 && verdicts[Verdict::Undecided] < near);
-}
+
+    void decidesAsThePlainFormula()
+    {
+        QFETCH(bool, optimised);
+        cv::setUseOptimized(optimised);
+        cv::setNumThreads(1);
+        cv::theRNG().state = 20'260'101 + optimised;
+        using Verdict = TileComparison::Verdict;
+        const std::array<cv::Size, 10> sizes{ cv::Size{ 50, 50 }, { 25, 20 }, { 40, 50 },
+            { 50, 10 }, { 40, 10 }, { 10, 50 }, { 16, 11 }, { 11, 12 }, { 3, 7 }, { 1, 1 } };
+        TileComparison tiles;
+        std::map<Verdict, int> verdicts;
+        int passed = 0; // by the lower bound
+        int near = 0; // to the threshold
+        double largestError = 0;
+        double tightest = 1; // between the bound and the similarity
+        for (int round = 0; round < Rounds; ++round) {
+            const cv::Size size = sizes[round % sizes.size()];
+            // Part of a larger matrix, as the tiles of a frame are.
+            const cv::Mat frame
+                = content({ size.width + 7, size.height }, pick(4) ? CV_8UC3 : CV_8UC4);
+            const cv::Mat other = changed(frame);
+            const cv::Mat a = frame({ { 3, 0 }, size });
+            const cv::Mat b = other({ { 3, 0 }, size });
+
+            const cv::Scalar plain = Plain::getMSSIM(a, b);
+            const double smallest = std::min({ plain[0], plain[1], plain[2] });
+            const Verdict verdict = tiles.compare(a, b);
+            ++verdicts[verdict];
+            near += std::abs(smallest - TileComparison::Threshold) < 0.01;
+            if (verdict != Verdict::Undecided)
+                QCOMPARE(verdict == Verdict::Different, smallest < TileComparison::Threshold);
+            tiles.load(a, b);
+            for (int channel = 0; channel < 3; ++channel) {
+                const double bound = tiles.lowerBound(channel);
+                passed += bound >= TileComparison::Threshold + TileComparison::Margin && bound < 1;
+                tightest = std::min(tightest, plain[channel] - bound);
+                largestError
+                    = std::max(largestError, std::abs(tiles.similarity(channel) - plain[channel]));
+            }
+        }
+        cv::setUseOptimized(true);
+        const auto text = [](double number) { return qPrintable(QString::number(number)); };
+        QVERIFY2(largestError < TileComparison::Margin / 5, text(largestError));
+        QVERIFY2(tightest > -TileComparison::Margin / 5, text(tightest));
+        // Every way was gone often, and the plain formula was hardly ever needed.
+        QVERIFY(
+            verdicts[Verdict::Similar] > Rounds / 5 && verdicts[Verdict::Different] > Rounds / 5);
+        QVERIFY(passed > Rounds / 5 && near > Rounds / 50 && verdicts[Verdict::Undecided] < near);
+    }
+};
 
 QTEST_GUILESS_MAIN(TileComparisonTest)
 #include "TileComparisonTest.moc"

@@ -1,11 +1,9 @@
 #pragma once
 
+#include "harness/Files.h"
 #include "recording/Presentation.h"
 
-#include <QFile>
-#include <QSignalSpy>
-#include <QTemporaryDir>
-#include <QTest>
+#include <QtTest>
 
 #include <memory>
 
@@ -34,9 +32,5 @@ template <typename Recorder> struct TestRecording
             && recorder->state() == Recorder::Stopped;
     }
 
-    QByteArray content(const QString& fileName) const
-    {
-        QFile file(dir.filePath(fileName));
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
+    QByteArray content(const QString& fileName) const { return readFile(dir.filePath(fileName)); }
 };

@@ -1,25 +1,11 @@
+#include "harness/Files.h"
 #include "recording/Presentation.h"
 
-#include <QCoreApplication>
-#include <QFile>
-#include <QProcess>
-#include <QTemporaryDir>
-#include <QTest>
+#include <QtTest>
 
 #include <memory>
 
 using namespace Qt::StringLiterals;
-
-namespace {
-
-void writeFile(const QString& path, const QByteArray& content)
-{
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    QCOMPARE(file.write(content), content.size());
-}
-
-} // namespace
 
 class TestPresentation : public QObject
 {

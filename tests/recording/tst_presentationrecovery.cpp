@@ -1,16 +1,12 @@
 // What a killed program and a lost power leave behind, made by cutting the files of a recording at
 // every byte, and what must never be touched.
 
+#include "harness/Files.h"
 #include "recording/PresentationRecovery.h"
 #include "recording/RecordingKeeper.h"
 #include "recording/RecordingLock.h"
 
-#include <QDateTime>
-#include <QFile>
-#include <QJsonDocument>
-#include <QTemporaryDir>
-#include <QTest>
-#include <QtEndian>
+#include <QtTest>
 
 #include <memory>
 
@@ -172,16 +168,12 @@ private slots:
             init();
             QTemporaryDir elsewhere;
             const QString target = elsewhere.filePath(u"own"_s);
-            QFile file(target);
-            QVERIFY(file.open(QIODevice::ReadWrite));
-            file.write(own);
-            file.close();
+            writeFile(target, own);
             write(RecordingLock::FileName, "");
             (void)QFile::remove(m_dir->filePath(name));
             QVERIFY(QFile::link(target, m_dir->filePath(name)));
             (void)PresentationRecovery::recover(QDir(m_dir->path()));
-            QVERIFY(file.open(QIODevice::ReadOnly));
-            QVERIFY2(file.readAll() == own, qPrintable(name));
+            QVERIFY2(readFile(target) == own, qPrintable(name));
         }
     }
 
@@ -212,15 +204,9 @@ private:
 
     void write(const QString& name, const QByteArray& content) const
     {
-        QFile file(m_dir->filePath(name));
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        QCOMPARE(file.write(content), content.size());
+        writeFile(m_dir->filePath(name), content);
     }
-    QByteArray read(const QString& name) const
-    {
-        QFile file(m_dir->filePath(name));
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
+    QByteArray read(const QString& name) const { return readFile(m_dir->filePath(name)); }
     bool exists(const QString& name) const { return QFile::exists(m_dir->filePath(name)); }
 
     std::unique_ptr<QTemporaryDir> m_dir;

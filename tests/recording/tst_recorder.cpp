@@ -1,17 +1,8 @@
-#include "harness/IsolatedSettings.h"
-#include "recording/Presentation.h"
+#include "harness/Files.h"
 #include "recording/WatchedRecorder.h"
-#include "settings/RecorderSettings.h"
-#include "slidesource/SlideImage.h"
 
-#include <QFile>
-#include <QFileInfo>
 #include <QGuiApplication>
-#include <QProcess>
-#include <QTemporaryDir>
-#include <QTest>
-#include <QTimer>
-#include <QtEndian>
+#include <QtTest>
 
 #include <memory>
 
@@ -46,10 +37,7 @@ struct Holdings
 /// The largest sample of a recording, 1 being the most that fits.
 double loudest(const QString& path)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return 0;
-    const QByteArray samples = file.readAll().mid(44);
+    const QByteArray samples = readFile(path).mid(44);
     double most = 0;
     for (qsizetype i = 0; i + 4 <= samples.size(); i += 4)
         most = qMax(most, qAbs(qFromLittleEndian<qint32>(samples.data() + i) / 2147483648.0));
@@ -64,20 +52,7 @@ class TestRecorder : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase()
-    {
-        qRegisterMetaType<QList<SlideImage>>("QList<SlideImage>");
-        QCoreApplication::setOrganizationName(u"PodiumcastTest"_s);
-        QCoreApplication::setApplicationName(u"tst_recorder"_s);
-        RecorderSettings* settings = RecorderSettings::instance();
-        settings->refreshAvailableSlideSources();
-        settings->refreshAvailableAudioInputs();
-        QVERIFY(settings->selectedAudioInput().isValid());
-        settings->setAudioChannelCount(1);
-        QTRY_COMPARE(
-            settings->selectedSlideSource().type(), SlidesSourceInfo::IntervalScreenCapture);
-    }
-
+    void initTestCase() { WatchedRecorder::prepare(); }
     void init()
     {
         m_dir = std::make_unique<QTemporaryDir>();

@@ -1,5 +1,6 @@
 #include "FakeNdi.h"
 #include "SourceProbe.h"
+#include "harness/Files.h"
 #include "slidesource/NdiRuntime.h"
 
 #include <QtTest>
@@ -107,8 +108,7 @@ private slots:
             if (QLibrary(name).load())
                 QSKIP("an NDI runtime is installed in the library path");
         const QTemporaryDir rubbish;
-        QFile text(rubbish.filePath(u"libndi.so.6"_s));
-        QVERIFY(text.open(QFile::WriteOnly) && text.write("not a library") > 0);
+        writeFile(rubbish.filePath(u"libndi.so.6"_s), "not a library");
         const QTemporaryDir other;
         QVERIFY(QFile::link(QLibraryInfo::path(QLibraryInfo::LibrariesPath) + u"/libQt6Core.so.6"_s,
             other.filePath(u"libndi.so.6"_s)));
