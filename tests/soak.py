@@ -24,7 +24,7 @@ sys.path[:0] = [str(HERE / "e2e"), str(HERE.parent / "tools" / "demo")]
 import live  # noqa: E402
 from check_presentation import CLOCK, LATEST, Check, pixels  # noqa: E402
 from driver import Failure, Helpers, Recorder, now, run, sleep_until  # noqa: E402
-from scenarios import snapshots  # noqa: E402
+from presentation import snapshots  # noqa: E402
 
 PICTURES = 6
 GROWTH = 4  # MB: what the allocator may keep back

@@ -13,7 +13,6 @@ Runs inside tests/harness/desktop.sh --audio.
 """
 import argparse
 import filecmp
-import json
 import os
 import pathlib
 import random
@@ -22,15 +21,16 @@ import shutil
 import signal
 import subprocess
 import sys
-import wave
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "tools" / "demo"))
 import disk  # noqa: E402
+from check_presentation import numbers  # noqa: E402
 from driver import (RECORD, Failure, Helpers, Recorder, expect, now, run,  # noqa: E402
                     sleep_until, wait_for)
+from presentation import expect_readable, pixel, seconds_of_sound, slides  # noqa: E402
 
 LIMIT = 2000  # ms
-PROBLEMS = (Failure, subprocess.CalledProcessError, wave.Error)
+PROBLEMS = (Failure, subprocess.CalledProcessError, ValueError)
 # A picture stays long enough to be captured, however its time falls between two captures.
 PICTURE_MS = 1300
 LINES = {"timestamps_ms.txt": rb"(\d+ \d+\n)*", "mouse_positions.txt": rb"(\d+ -?\d+ -?\d+\n)*"}
@@ -78,49 +78,29 @@ def check(presentation, truth):
     """Reads a presentation; returns by how many ms of each kind it is short."""
     for path in presentation.iterdir():
         expect(re.fullmatch(FILES, path.name), f"{path.name} was left behind")
-    run("xmllint", "--noout", presentation / "presentation.xml")
-    pictures = sorted(presentation.glob("*.png"))
-    if pictures:
-        run("pngcheck", "-q", *pictures)
-    content = {name: (presentation / name).read_bytes() if (presentation / name).exists() else b""
-               for name in [*LINES, "screens_geometry.txt"]}
+    expect_readable(presentation)
     for name, lines in LINES.items():
-        expect(re.fullmatch(lines, content[name]), f"{name} ends with {content[name][-40:]}")
-    text = content["screens_geometry.txt"].decode()
-    while text:
-        text = text[json.JSONDecoder().raw_decode(text)[1]:]
-    slides = [line.split() for line in content["timestamps_ms.txt"].splitlines()]
-    expect([int(number) for number, _ in slides] == list(range(1, len(slides) + 1)),
-           f"slides {slides}")
+        path = presentation / name
+        content = path.read_bytes() if path.exists() else b""
+        expect(re.fullmatch(lines, content), f"{name} ends with {content[-40:]}")
+    found = [number for number, _ in slides(presentation)]
+    expect(found == list(range(1, len(found) + 1)), f"slides {found}")
     if not truth.audio_began:
         return {}
 
-    found = set(run("convert", *[presentation / f"0-{int(number):04}.png" for number, _ in slides],
-                    "-crop", "1x1+5+5", "-depth", 8, "-format", "%[hex:p{0,0}] ", "info:").split()
-                if slides else [])
-    positions = {tuple(map(int, line.split()[1:]))
-                 for line in content["mouse_positions.txt"].splitlines()}
+    colours = {pixel(presentation, 0, number)[-6:] for number in found}
+    positions = {(x, y) for _, x, y in numbers(presentation / "mouse_positions.txt", 3)}
     sound, audio = 0, presentation / "audio.wav"
-    size = audio.stat().st_size if audio.exists() else 0
     if audio.exists():
-        sound = float(run("soxi", "-D", audio)) * 1000
-        with wave.open(str(audio)) as other:
-            frames = other.getnframes()
-            expect(len(other.readframes(frames)) == frames * other.getsampwidth()
-                   * other.getnchannels(), "audio.wav is shorter than its header says")
-            expect(abs(sound - frames / other.getframerate() * 1000) < 2,
-                   f"audio.wav lasts {sound} ms or {frames} frames")
-        data = audio.read_bytes()
-        header = data[:44]
-        expect((int.from_bytes(header[4:8], "little"), int.from_bytes(header[40:], "little"))
-               == (size - 8, size - 44), "the lengths of audio.wav are not those of its file")
         # The tone has no silence: zeros at the end are samples that never reached the disk.
-        sound *= len(data[44:].rstrip(b"\0")) / max(1, len(data[44:]))
+        samples = audio.read_bytes()[44:]
+        sound = seconds_of_sound(presentation) * 1000
+        sound *= len(samples.rstrip(b"\0")) / max(1, len(samples))
     # A picture counts once it could have been captured, a move once the pointer is followed.
     short = {
         "sound": truth.killed - truth.audio_began - sound,
         "slides": max([truth.killed - time for time, colour in truth.pictures
-                       if colour not in found], default=0),
+                       if colour not in colours], default=0),
         "pointer": max([truth.killed - time for time, x, y in truth.moves
                         if time > truth.audio_began + 300 and (x, y) not in positions], default=0),
     }

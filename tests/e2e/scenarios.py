@@ -6,7 +6,6 @@
 Runs inside tests/harness/desktop.sh --audio; see tests/e2e/CMakeLists.txt for the screens.
 """
 import argparse
-import json
 import math
 import os
 import pathlib
@@ -24,35 +23,7 @@ import numpy  # noqa: E402
 import slowdisk  # noqa: E402
 from driver import (RECORD, STOP, WINDOW, Failure, Helpers, Recorder, expect, run,  # noqa: E402
                     wait_for)
-
-
-def slides(presentation):
-    return numbers(presentation / "timestamps_ms.txt", 2)
-
-
-def snapshots(presentation):
-    text, found = (presentation / "screens_geometry.txt").read_text("utf-8"), []
-    while text:
-        snapshot, end = json.JSONDecoder().raw_decode(text)
-        found.append(snapshot)
-        text = text[end:]
-    return found
-
-
-def expect_complete(presentation, seconds=0, without=()):
-    """Every file is closed well and can be read by programs that know nothing of the recorder."""
-    length = float(run("soxi", "-D", presentation / "audio.wav"))
-    header = (presentation / "audio.wav").read_bytes()[40:44]
-    size = (presentation / "audio.wav").stat().st_size
-    expect(int.from_bytes(header, "little") == size - 44, "audio.wav: its length was not written")
-    expect(length >= seconds, f"audio.wav lasts only {length} s of {seconds} s")
-    run("xmllint", "--noout", presentation / "presentation.xml")
-    for number, _ in slides(presentation):
-        expect((presentation / f"0-{number:04}.png").exists() != (number in without),
-               f"slide {number} is there, or is not")
-    run("pngcheck", "-q", *presentation.glob("*.png"))
-    expect(len(slides(presentation)) >= 1, "there is no slide")
-    snapshots(presentation)
+from presentation import expect_complete, pixel, slides, snapshots  # noqa: E402
 
 
 def picture(helpers, name, *drawing):
@@ -103,12 +74,6 @@ def idle(helpers, recorder, options):
     recorder.close()
     print(f"of one core: {visible:.1f} %, minimised {hidden:.1f} %, then {again:.1f} %")
     expect(hidden < 0.5 < visible < 12 and 0.5 < again < 12, "the preview runs at the wrong time")
-
-
-def pixel(presentation, screen, number):
-    """Width, height and the colour near the upper left corner of a slide's picture."""
-    return run("/usr/bin/convert", presentation / f"{screen}-{number:04}.png", "-format",
-               "%w %h %[hex:p{5,5}]", "info:").strip()
 
 
 def monitors(helpers, recorder, options):
@@ -211,14 +176,6 @@ def terminate(helpers, recorder, options):
            f"not all kinds of files are there: {written}")
     shared = [str(path) for path in written if path.stat().st_mode & 0o077]
     expect(not shared, f"others may read {shared}")
-
-
-def close(helpers, recorder, options):
-    """The window closed in mid-recording: the same, and nobody has to press stop."""
-    presentation = recorder.start_recording()
-    time.sleep(3)
-    recorder.close()
-    expect_complete(presentation, 2.5)
 
 
 def start_session(helpers):
@@ -524,7 +481,7 @@ def again(helpers, recorder, options):
 
 def main():
     scenarios = {each.__name__: each
-                 for each in (idle, still, monitors, terminate, close, removed, full, nearly_full, slow,
+                 for each in (idle, still, monitors, terminate, removed, full, nearly_full, slow,
                               hanging, scale, beside, again, logout, places, wine)}
     parser = argparse.ArgumentParser()
     parser.add_argument("scenario", choices=scenarios)
