@@ -7,9 +7,6 @@
 #include "recorders/MouseSaver.h"
 
 #include <QGuiApplication>
-#include <QProcess>
-#include <QRegularExpression>
-#include <QScopeGuard>
 
 #include <fcntl.h>
 #include <memory>
