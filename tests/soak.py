@@ -83,14 +83,10 @@ class Soak:
     def __init__(self, helpers, recorder, servers):
         self.helpers, self.recorder, self.servers = helpers, recorder, servers
         self.reasons, self.rounds, self.replaced = [], 0, 0
-        self.notice = self.picture("notice", "xc:#d00026")
-        self.pictures = [self.picture(f"picture{number}", f"plasma:hsl({number * 60},80%,50%)-black")
+        self.notice = helpers.picture("notice", "xc:#d00026")
+        self.pictures = [helpers.picture(f"picture{number}", "-seed", 1,
+                                         f"plasma:hsl({number * 60},80%,50%)-black")
                          for number in range(PICTURES)]
-
-    def picture(self, name, drawing):
-        path = self.helpers.directory / f"{name}.png"
-        run("/usr/bin/convert", "-seed", 1, "-size", "1920x1080", drawing, "-depth", 8, path)
-        return path
 
     def wander(self, seconds):
         """The pointer moves four times a second, never twice to one place."""

@@ -13,7 +13,6 @@ Runs inside tests/harness/desktop.sh --audio.
 """
 import argparse
 import filecmp
-import os
 import pathlib
 import random
 import re
@@ -128,8 +127,7 @@ def main():
         snapshot = helpers.directory / "snapshot"
         colours = [f"{40 + 20 * i:02X}{(i * 70) % 250:02X}{240 - 30 * i:02X}" for i in range(8)]
         for colour in colours:
-            run("convert", "-size", "1920x1080", f"xc:#{colour}", "-depth", 8,
-                helpers.directory / f"{colour}.png")
+            helpers.picture(colour, f"xc:#{colour}")
         helpers.play_tone(60 + 10 * options.rounds)
         if options.power_cut:
             disk.mount(work_dir, 160, image)

@@ -95,6 +95,12 @@ class Helpers:
             raise Failure(f"the player could not {command}")
         return [int(answer[1]), int(answer[2])]
 
+    def picture(self, name, *drawing):
+        """A picture as large as a usual screen, drawn by ImageMagick."""
+        path = self.directory / f"{name}.png"
+        run("/usr/bin/convert", "-size", "1920x1080", *drawing, "-depth", 8, path)
+        return path
+
     def play_tone(self, seconds=3600):
         """Has the virtual microphone hear a sine; returns the time before it began."""
         tone = self.directory / "tone.wav"
