@@ -98,6 +98,17 @@ TileComparison::TileComparison()
 {
 }
 
+const TileComparison::Axis& TileComparison::Axis::of(int length)
+{
+    static const std::array<Axis, TileSize + 1> axes = [] {
+        std::array<Axis, TileSize + 1> all;
+        for (int each = 1; each <= TileSize; ++each)
+            all[size_t(each)].set(each);
+        return all;
+    }();
+    return axes[size_t(length)];
+}
+
 void TileComparison::Axis::set(int length)
 {
     for (int i = -Radius; i < length + Radius; ++i)
@@ -121,12 +132,11 @@ void TileComparison::load(const cv::Mat& a, const cv::Mat& b)
             for (Plane& plane : *planes)
                 plane.fill(255); // behind the last column
         }
-        m_axisX.set(a.cols);
     }
-    if (m_rows != a.rows)
-        m_axisY.set(a.rows);
     m_cols = a.cols;
     m_rows = a.rows;
+    m_axisX = &Axis::of(m_cols);
+    m_axisY = &Axis::of(m_rows);
     std::uint8_t* const planesA[3] = { m_a[0].data(), m_a[1].data(), m_a[2].data() };
     std::uint8_t* const planesB[3] = { m_b[0].data(), m_b[1].data(), m_b[2].data() };
     m_kernels.split(a.data, a.step, a.channels(), m_cols, m_rows, planesA);
@@ -143,7 +153,7 @@ double TileComparison::lowerBound(int channel) const
     const double pixels = double(m_cols) * m_rows;
     const double mse = statistics.squaredDifferences / pixels;
     const double excess = std::max(0.0, 1 / (C1 + squaredMinima) - 1 / C2);
-    const double border = double(m_axisX.largest) * m_axisY.largest;
+    const double border = double(m_axisX->largest) * m_axisY->largest;
     const double coarse = 1 - border * mse * (1 / C2 + excess);
     // The finer bound costs more: not where it is not needed, and hardly where it cannot help.
     if (coarse >= Threshold + Margin || 1 - mse / C2 < Threshold + Margin
@@ -151,8 +161,8 @@ double TileComparison::lowerBound(int channel) const
         return coarse;
     const double tolerance = statistics.largestDifference * inexactness() + CutOff;
     const TileKernels::Losses losses = m_kernels.losses(a, b, m_cols, m_rows, fixedWeights(),
-        float(tolerance), m_axisX.border.data(), m_axisY.border.data(), m_axisX.mirror.data(),
-        m_axisY.mirror.data());
+        float(tolerance), m_axisX->border.data(), m_axisY->border.data(), m_axisX->mirror.data(),
+        m_axisY->mirror.data());
     return 1 - (losses.structure / C2 + losses.luminance) / pixels;
 }
 
@@ -160,7 +170,7 @@ double TileComparison::similarity(int channel) const
 {
     return 1
         - m_kernels.dissimilarity(m_a[channel].data(), m_b[channel].data(), m_cols, m_rows,
-            weights().data(), m_axisX.mirror.data(), m_axisY.mirror.data());
+            weights().data(), m_axisX->mirror.data(), m_axisY->mirror.data());
 }
 
 TileComparison::Verdict TileComparison::compare(const cv::Mat& a, const cv::Mat& b)

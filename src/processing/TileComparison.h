@@ -82,19 +82,21 @@ private:
     /// What lies at the borders of rows or columns.
     struct Axis
     {
+        /// For a length of 1…TileSize; computed once for the whole program.
+        static const Axis& of(int length);
         void set(int length);
-        std::array<int, TileSize + 2 * TileKernels::Radius> mirror; ///< see TileKernels
+        std::array<int, TileSize + 2 * TileKernels::Radius> mirror = {}; ///< see TileKernels
         /// The weights that reach each pixel, as in TileKernels::losses; and the largest of them.
-        std::array<std::int16_t, TileKernels::Stride> border;
-        float largest;
+        std::array<std::int16_t, TileKernels::Stride> border = {};
+        float largest = 0;
     };
     using Plane = std::array<std::uint8_t, TileSize * TileKernels::Stride>;
 
     const TileKernels& m_kernels;
     int m_cols = 0;
     int m_rows = 0;
-    Axis m_axisX; ///< written by load(), as the following
-    Axis m_axisY;
+    const Axis* m_axisX = nullptr; ///< written by load(), as the following
+    const Axis* m_axisY = nullptr;
     std::array<Plane, 3> m_a;
     std::array<Plane, 3> m_b;
 };

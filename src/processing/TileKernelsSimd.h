@@ -11,25 +11,35 @@ namespace {
 
 using namespace cv;
 
+template <typename Register>
+inline void splitRow(
+    const std::uint8_t* pixels, int channels, int cols, std::uint8_t* const planes[3], int offset)
+{
+    constexpr int Lanes = Register::nlanes;
+    // The last step overlaps the one before it and ends with the row.
+    for (int x = 0;; x = x + 2 * Lanes <= cols ? x + Lanes : cols - Lanes) {
+        Register first, second, third, fourth;
+        if (channels == 3)
+            v_load_deinterleave(pixels + 3 * x, first, second, third);
+        else
+            v_load_deinterleave(pixels + 4 * x, first, second, third, fourth);
+        v_store(planes[0] + offset + x, first);
+        v_store(planes[1] + offset + x, second);
+        v_store(planes[2] + offset + x, third);
+        if (x + Lanes == cols)
+            return;
+    }
+}
+
 void splitTile(const std::uint8_t* pixels, std::size_t step, int channels, int cols, int rows,
     std::uint8_t* const planes[3])
 {
-    constexpr int Lanes = v_uint8x16::nlanes;
     for (int offset = 0; offset < rows * TileKernels::Stride; offset += TileKernels::Stride) {
-        // The last step overlaps the one before it and ends with the row.
-        for (int x = 0; cols >= Lanes; x = x + 2 * Lanes <= cols ? x + Lanes : cols - Lanes) {
-            v_uint8x16 first, second, third, fourth;
-            if (channels == 3)
-                v_load_deinterleave(pixels + 3 * x, first, second, third);
-            else
-                v_load_deinterleave(pixels + 4 * x, first, second, third, fourth);
-            v_store(planes[0] + offset + x, first);
-            v_store(planes[1] + offset + x, second);
-            v_store(planes[2] + offset + x, third);
-            if (x + Lanes == cols)
-                break;
-        }
-        for (int x = 0; x < cols && cols < Lanes; ++x) {
+        if (cols >= v_uint8::nlanes)
+            splitRow<v_uint8>(pixels, channels, cols, planes, offset);
+        else if (cols >= v_uint8x16::nlanes)
+            splitRow<v_uint8x16>(pixels, channels, cols, planes, offset);
+        for (int x = 0; x < cols && cols < v_uint8x16::nlanes; ++x) {
             for (int channel = 0; channel < 3; ++channel)
                 planes[channel][offset + x] = pixels[x * channels + channel];
         }
