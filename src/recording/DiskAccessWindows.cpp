@@ -5,10 +5,6 @@
 
 #include <windows.h>
 
-#ifndef ERROR_DISK_QUOTA_EXCEEDED // missing in mingw-w64's headers
-#define ERROR_DISK_QUOTA_EXCEEDED 1295L
-#endif
-
 using namespace Qt::StringLiterals;
 
 namespace {
