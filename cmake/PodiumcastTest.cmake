@@ -1,3 +1,11 @@
+# What the sanitizers are told in every test. Undefined behaviour ends the program, so that the test
+# fails.
+set(PODIUMCAST_SANITIZER_ENVIRONMENT
+    ASAN_OPTIONS=detect_leaks=1
+    UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1
+    LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/harness/lsan.supp
+    TSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/harness/tsan.supp:history_size=7:die_after_fork=0)
+
 # podiumcast_add_test(<name> <source>... [OFFSCREEN | DESKTOP [AUDIO]] [LABELS <label>...]
 #                     [LIBS <target>...] [TIMEOUT <seconds>] [SCREEN <WxH>] [NDI])
 #
@@ -38,5 +46,5 @@ function(podiumcast_add_test name)
         TIMEOUT ${ARG_TIMEOUT}
         SKIP_RETURN_CODE 77
         LABELS "${ARG_LABELS}"
-        ENVIRONMENT "QT_QPA_PLATFORM=${platform};QT_QUICK_BACKEND=software;LC_ALL=C.UTF-8;ASAN_OPTIONS=detect_leaks=1;LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/harness/lsan.supp;TSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/harness/tsan.supp:die_after_fork=0")
+        ENVIRONMENT "QT_QPA_PLATFORM=${platform};QT_QUICK_BACKEND=software;LC_ALL=C.UTF-8;${PODIUMCAST_SANITIZER_ENVIRONMENT}")
 endfunction()

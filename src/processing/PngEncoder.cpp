@@ -8,13 +8,6 @@
 #include <exception>
 #include <utility>
 
-namespace {
-
-// Held where a task changes threads: Qt's own locks are invisible to the thread sanitizer.
-std::mutex handover;
-
-} // namespace
-
 class PngEncoder::Helper : public QRunnable
 {
 public:
@@ -25,9 +18,6 @@ public:
 
     void run() override
     {
-        {
-            const std::lock_guard lock(handover);
-        }
         std::unique_lock lock(m_encoder->m_mutex);
         while (m_encoder->encodeNext(lock)) { }
     }
@@ -61,7 +51,6 @@ QByteArray PngEncoder::encode(const QImage& image)
 
 void PngEncoder::recruitHelpers()
 {
-    const std::lock_guard lock(handover);
     for (size_t helper = 1; helper < m_jobs.size(); ++helper) {
         auto task = std::make_unique<Helper>(shared_from_this());
         if (!QThreadPool::globalInstance()->tryStart(task.get()))
@@ -88,7 +77,6 @@ bool PngEncoder::encodeNext(std::unique_lock<std::mutex>& lock)
 
 void PngEncoder::encodeInBackground()
 {
-    const std::lock_guard lock(handover);
     for (size_t helper = 0; helper < m_jobs.size(); ++helper)
         QThreadPool::globalInstance()->start(new Helper(shared_from_this()));
 }

@@ -156,10 +156,14 @@ class Recorder:
     def __enter__(self):
         return self
 
-    def __exit__(self, *_):
+    def __exit__(self, failure, *_):
         if self.process.poll() is None:
             self.process.kill()
         self.process.wait()
+        # A program that was killed does not end with what the sanitizer found.
+        report = re.search(r"WARNING: ThreadSanitizer.*", self.output(), re.DOTALL)
+        if report and not failure:
+            raise Failure(report[0][:4000])
 
     def find_window(self):
         if self.process.poll() is not None:
