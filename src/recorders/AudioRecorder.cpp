@@ -163,6 +163,7 @@ void AudioRecorder::start()
         if (saver == m_saver)
             fileFinished();
     });
+    connect(m_saver, &AudioSaver::soundSaved, this, &AudioRecorder::soundSaved);
     m_knownWritten = 0;
     m_diskTimer.start();
     m_saver->start();

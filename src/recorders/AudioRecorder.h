@@ -48,6 +48,8 @@ signals:
     void property_stateChanged(AudioRecorder::State state);
     void started();
     void stopped();
+    /// While stopping: a slow disk has taken some more of the sound.
+    void soundSaved();
     /// Words for the operator. A trouble that lasts is told once.
     void recordingError(const QString& message);
 

@@ -14,7 +14,7 @@ namespace {
 
 // A slow disk takes longer for each write: what has been waiting goes in long ones. Not in one,
 // because only between two of them is it seen that the disk still works.
-constexpr qsizetype MaxWrite = 128 * 1024;
+constexpr qsizetype MaxWrite = 64 * 1024;
 // Often enough to tell the operator of a file that was removed; asking costs a disk next to
 // nothing.
 constexpr int ExistsIntervalMs = 1000;
@@ -113,9 +113,13 @@ void AudioSaver::write(QFile& file, QByteArray& sound)
             break;
         }
         done += written;
-        const std::lock_guard lock(m_mutex);
-        m_status.written += written;
-        m_status.error.clear();
+        {
+            const std::lock_guard lock(m_mutex);
+            m_status.written += written;
+            m_status.error.clear();
+        }
+        if (m_queue.isClosed())
+            emit soundSaved();
     }
     sound.remove(0, done);
 }

@@ -49,6 +49,8 @@ public slots:
 signals:
     /// The file is there, with its header if the disk took that.
     void opened();
+    /// After a stop: the disk has taken some more of what waits.
+    void soundSaved();
     /// Nothing more will be written, see status(); also when the file could not be made. The thread
     /// ends right after. Emitted on the saver's thread, as opened().
     void stopped();

@@ -79,6 +79,7 @@ void Recorder::connectSideRecorders()
     connect(&m_screenGeometryRecorder, &ScreenGeometryRecorder::started, this,
         &Recorder::sideRecorderStarted);
 
+    connect(&m_audioRecorder, &AudioRecorder::soundSaved, this, &Recorder::soundSaved);
     connect(&m_audioRecorder, &AudioRecorder::recordingError, this, &Recorder::recordingError);
     connect(&m_mouseRecorder, &MouseRecorder::recordingError, this, &Recorder::recordingError);
     connect(&m_screenGeometryRecorder, &ScreenGeometryRecorder::recordingError, this,

@@ -80,6 +80,8 @@ signals:
     void slidesResolutionsChanged();
     void slidesCapturedChanged();
     void slidesSavedChanged();
+    /// While stopping: a slow disk has taken some more of the sound.
+    void soundSaved();
     void slidesToUploadChanged();
     void slidesUploadedChanged();
     void slidesUploadFailedChanged();
