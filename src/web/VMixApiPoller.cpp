@@ -4,6 +4,7 @@
 
 #include <QDebug>
 #include <QNetworkRequest>
+#include <QRegularExpression>
 #include <QUrl>
 
 #include <algorithm>
@@ -102,9 +103,11 @@ void VMixApiPoller::poll()
 
 void VMixApiPoller::reportError(QNetworkReply::NetworkError code, const QString& words)
 {
-    // Qt's words name the whole address, or the one that it was led to, with the password.
+    // Qt's words name the whole address, or the one that it was led to, with the password. That is
+    // percent-encoded where it could be taken for something else.
+    static const QRegularExpression userInfo(u"(?<=://)[^/?#]*@"_s);
     QString text = words;
-    text.remove(QUrl(m_endpoint, QUrl::TolerantMode).userInfo() + u'@');
+    text.remove(userInfo);
     qWarning() << "[VMixApiPoller]" << text << code;
     m_lastError = tr("Polling vMix API failed: %1 (%2).").arg(int(code)).arg(text);
     emit pollingError(m_lastError);
