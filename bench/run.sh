@@ -59,7 +59,7 @@ load() {
         exec "$7" "$5" "$6" "$8"
     ' - "$@" "$build/bench/podiumcast_bench_load" "$dir/slide.png" >>"$dir/load" || met=MISSED
     bench/page.py target "$(($1 * $2)) screens of $3x$4, a slide every $(($6 / 1000)) s: backlog" \
-        'at most 2, none missed' "$(tail -n1 "$dir/load" | cut -d'|' -f4 | xargs)" "$met"
+        'at most 2, and at most one slide missed' "$(tail -n1 "$dir/load" | cut -d'|' -f4 | xargs)" "$met"
 }
 printf '| screens | slides found | backlog: longest, at the end | CPU |\n|---|---|---|---|\n' >"$dir/load"
 load 3 1 3840 2160 "$many" 1000
