@@ -301,14 +301,14 @@ void Application::quit()
 }
 
 /// Calls @p giveUp when the recorder does not come to its end: after @p timeout, but not, where
-/// there is time, while slides and sound are still written bit by bit; sooner when the disk does
+/// there is time, while what was recorded is still written bit by bit; sooner when the disk does
 /// not answer.
 void Application::giveUpAfter(
     std::chrono::seconds timeout, QObject* context, const std::function<void()>& giveUp)
 {
     auto* watch = new QTimer(context);
     connect(&m_recorder, &Recorder::slidesSavedChanged, watch, [this] { m_lastProgress.start(); });
-    connect(&m_recorder, &Recorder::soundSaved, watch, [this] { m_lastProgress.start(); });
+    connect(&m_recorder, &Recorder::moreSaved, watch, [this] { m_lastProgress.start(); });
     m_lastProgress.start();
     m_diskHangs = false;
     const bool hasTime = timeout >= FinishTimeout;

@@ -77,8 +77,8 @@ public:
         return m_items.size();
     }
 
-    /// Removes and returns what is still queued, oldest first. For destructors of workers whose
-    /// items own something and whose thread never ran.
+    /// Removes and returns what is queued, oldest first. For a consumer that works on all of it at
+    /// once, and for destructors of workers whose items own something.
     [[nodiscard]] QList<T> takeAll()
     {
         const std::lock_guard lock(m_mutex);

@@ -78,6 +78,7 @@ void MouseRecorder::start()
         ifCurrent(&MouseRecorder::mouseListenerStopped));
     connect(m_saver, &MouseSaver::stopped, this, ifCurrent(&MouseRecorder::mouseSaverStopped));
     connect(m_saver, &MouseSaver::savingFailed, this, &MouseRecorder::recordingError);
+    connect(m_saver, &MouseSaver::mousePositionSaved, this, &MouseRecorder::positionSaved);
     connect(m_listener, &MouseListenerPrivate::stopped, m_listener, &QObject::deleteLater);
     connect(m_saver, &QThread::finished, m_saver, &QObject::deleteLater);
 

@@ -53,6 +53,8 @@ signals:
     void started();
     void stopped();
     void mousePositionChanged(qint64 time, qint64 x, qint64 y);
+    /// One more of them is in the file, or was refused by the disk.
+    void positionSaved();
     /// Words for the operator, at most once a recording.
     void recordingError(const QString& message);
 

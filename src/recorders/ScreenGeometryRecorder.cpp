@@ -147,6 +147,8 @@ void ScreenGeometryRecorder::saveScreenGeometry()
 
 void ScreenGeometryRecorder::createSaver()
 {
+    if (!m_presentation)
+        return;
     m_saver = new ScreenGeometrySaver(
         m_presentation->dir().absoluteFilePath(u"screens_geometry.txt"_s), this);
     connect(

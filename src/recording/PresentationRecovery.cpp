@@ -24,8 +24,8 @@ namespace {
 constexpr qint64 TailSize = 1024 * 1024;
 // A snapshot has a few kilobytes, and there is one for every change of the screens.
 constexpr qint64 MaxGeometrySize = 64 * 1024 * 1024;
-// Zeros of a power cut are what was not yet on the disk: half a minute of sound at most. A file with a
-// hole of a terabyte would keep the list waiting.
+// Zeros of a power cut are what was not yet on the disk: half a minute of sound at most. A file
+// with a hole of a terabyte would keep the list waiting.
 constexpr qint64 MaxZeros = 64 * 1024 * 1024;
 
 bool isOurs(const QString& path)

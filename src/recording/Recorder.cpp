@@ -79,7 +79,8 @@ void Recorder::connectSideRecorders()
     connect(&m_screenGeometryRecorder, &ScreenGeometryRecorder::started, this,
         &Recorder::sideRecorderStarted);
 
-    connect(&m_audioRecorder, &AudioRecorder::soundSaved, this, &Recorder::soundSaved);
+    connect(&m_audioRecorder, &AudioRecorder::soundSaved, this, &Recorder::moreSaved);
+    connect(&m_mouseRecorder, &MouseRecorder::positionSaved, this, &Recorder::moreSaved);
     connect(&m_audioRecorder, &AudioRecorder::recordingError, this, &Recorder::recordingError);
     connect(&m_mouseRecorder, &MouseRecorder::recordingError, this, &Recorder::recordingError);
     connect(&m_screenGeometryRecorder, &ScreenGeometryRecorder::recordingError, this,

@@ -80,8 +80,9 @@ signals:
     void slidesResolutionsChanged();
     void slidesCapturedChanged();
     void slidesSavedChanged();
-    /// While stopping: a slow disk has taken some more of the sound.
-    void soundSaved();
+    /// A disk, perhaps a slow one, has taken some more: of the pointer's positions, and while
+    /// stopping of the sound. For slides there is slidesSavedChanged().
+    void moreSaved();
     void slidesToUploadChanged();
     void slidesUploadedChanged();
     void slidesUploadFailedChanged();

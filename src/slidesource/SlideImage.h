@@ -10,8 +10,9 @@
 ///
 /// A plain value: copying it copies the pointer, destroying it destroys only the image. The matrix
 /// travels with the list along the pipeline and is deleted by whoever drops the list last: the
-/// processor for captures that are no new slides, the saver once a slide is written, the preview
-/// once the image is copied; and by any receiver that refuses a list because it is stopping.
+/// processor for captures that are no new slides, the saver as soon as it gets one (it writes the
+/// image), the preview once the image is copied; and by any receiver that refuses a list because it
+/// is stopping.
 ///
 /// Where @c image shares the matrix's pixels (camera, NDI) it holds a reference to the pixel
 /// buffer of its own (see sharedImage()), so it stays valid when the matrix is deleted.
