@@ -38,8 +38,11 @@ constexpr int DiskTimeoutMs = 10'000;
 constexpr int SampleRate = 48000;
 // The backends read on this thread, and what does not fit until then is lost. PulseAudio keeps
 // more than six seconds whatever is asked for. Windows gives 30 ms by itself, and with Qt 6.8 a
-// tenth of what is asked for; it reads only every half of it, and loses that at the end.
-constexpr qint64 BufferUs = 1000000;
+// tenth of what is asked for. It reads only every half of it, so with a Qt that gave all of it a
+// crash would cost two seconds.
+constexpr qint64 BufferUs = 4'000'000;
+// Beyond the half of the buffer, for the backend to read it.
+constexpr qint64 ReadMs = 100;
 
 /// What the audio source writes into: nothing here waits for the disk.
 class SaverDevice final : public QIODevice
@@ -57,6 +60,7 @@ protected:
     qint64 writeData(const char* data, qint64 size) override
     {
         m_saver->addSound(QByteArray(data, size));
+        emit bytesWritten(size);
         return size;
     }
 
@@ -84,6 +88,8 @@ AudioRecorder::AudioRecorder(QObject* parent)
     connect(&m_startTimer, &QTimer::timeout, this, &AudioRecorder::start);
     m_flowTimer.setInterval(FlowCheckIntervalMs);
     connect(&m_flowTimer, &QTimer::timeout, this, &AudioRecorder::checkFlow);
+    m_lastSoundTimer.setSingleShot(true);
+    connect(&m_lastSoundTimer, &QTimer::timeout, this, &AudioRecorder::stopSource);
     m_stopTimer.setSingleShot(true);
     m_stopTimer.setInterval(StopTimeoutMs);
     connect(&m_stopTimer, &QTimer::timeout, this, &AudioRecorder::stop);
@@ -128,6 +134,23 @@ void AudioRecorder::requestStop()
         stop();
         return;
     }
+    if (m_source->state() == QAudio::StoppedState || m_stillChecks > 0) {
+        stopSource();
+        return;
+    }
+    // What the backend holds was heard before the stop, and would be lost: let it come. Queued, as
+    // the backend is then inside a loop over its buffer.
+    connect(
+        m_device, &QIODevice::bytesWritten, this, &AudioRecorder::stopSource, Qt::QueuedConnection);
+    const qint64 heldMs = m_format.durationForBytes(int(m_source->bufferSize())) / 1000 / 2;
+    m_lastSoundTimer.start(int(std::min<qint64>(heldMs + ReadMs, StopTimeoutMs)));
+}
+
+void AudioRecorder::stopSource()
+{
+    m_lastSoundTimer.stop();
+    if (m_state != Stopping || !m_source || m_stopTimer.isActive())
+        return;
     // Becomes Stopped in here, through handleAudioInputStateChange(). A source that ended by itself
     // has no change left to report.
     m_stopTimer.start();
@@ -184,7 +207,8 @@ void AudioRecorder::openSource()
         connect(m_source, &QAudioSource::stateChanged, this,
             &AudioRecorder::handleAudioInputStateChange);
         m_source->setBufferSize(m_format.bytesForDuration(BufferUs));
-        m_source->start(new SaverDevice(m_saver, m_source)); // may become Started in here
+        m_device = new SaverDevice(m_saver, m_source);
+        m_source->start(m_device); // may become Started in here
         if (!m_source)
             return; // a receiver of started() has stopped us
         error = m_source->error();
@@ -225,6 +249,7 @@ void AudioRecorder::handleAudioInputStateChange(QAudio::State state)
 void AudioRecorder::stop()
 {
     m_startTimer.stop();
+    m_lastSoundTimer.stop();
     m_stopTimer.stop();
     releaseSource();
     if (m_saver) {
@@ -243,10 +268,12 @@ void AudioRecorder::releaseSource()
     if (!m_source)
         return;
     m_source->disconnect(this);
+    m_device->disconnect(this);
     if (m_source->state() != QAudio::StoppedState)
         m_source->stop();
     m_source->deleteLater(); // we may be inside one of its signals
     m_source = nullptr;
+    m_device = nullptr;
 }
 
 void AudioRecorder::finishFile()

@@ -12,6 +12,7 @@
 class AudioSaver;
 class Presentation;
 class QAudioSource;
+class QIODevice;
 
 /// Records the selected audio input into "audio.wav" of a presentation.
 ///
@@ -57,6 +58,7 @@ private:
     void setState(State state);
     void becomeStarted();
     void openSource();
+    void stopSource();
     void releaseSource();
     void finishFile();
     void fileFinished();
@@ -70,10 +72,12 @@ private:
     QPointer<Presentation> m_presentation;
     AudioSaver* m_saver = nullptr; ///< from the start until its file is finished or given up
     QAudioSource* m_source = nullptr; ///< our child, while there is a recording with sound
+    QIODevice* m_device = nullptr; ///< what the source writes into, its child
     QAudioFormat m_format;
     AudioInputInfo m_input;
     QTimer m_startTimer;
     QTimer m_flowTimer;
+    QTimer m_lastSoundTimer; ///< while stopping: the backend still holds some
     QTimer m_stopTimer;
     QTimer m_diskTimer; ///< runs while the file is being opened or finished
     qint64 m_knownAdded = 0; ///< bytes that had arrived at the last look
