@@ -181,6 +181,7 @@ void Application::connectWindow()
     connect(m_mainWindow, &MainWindow::stopRecording, this, [this] {
         m_stopRequested = true;
         m_recorder.requestStop();
+        tellWhenDiskHangs();
     });
     // The window forgets its messages with the next recording; the log keeps them.
     connect(m_mainWindow, &MainWindow::errorMessage, this, [](const QString& message) {
@@ -244,6 +245,7 @@ void Application::start(
     m_recorderStarted = false;
     m_stopRequested = false;
     m_startFailureTold = false;
+    m_diskHangs = false;
     m_recorder.requestStart(liveStream, connectToExistingLiveStream, presentationId);
     if (m_recorder.state() != Recorder::Stopped)
         return;
@@ -321,11 +323,26 @@ void Application::giveUpAfter(
             return;
         watch->stop();
         if (m_diskHangs)
-            qCritical()
-                << "[Application] nothing can be written, giving up what still waits for it";
+            qCritical() << "[Application] the recording waits for a disk that does not answer";
         giveUp();
     });
     watch->start(250);
+}
+
+/// A stop ends when everything is written, however late; the operator must know what it waits for.
+void Application::tellWhenDiskHangs()
+{
+    if (m_recorder.state() != Recorder::Stopping)
+        return;
+    auto* context = new QObject(this);
+    connect(&m_recorder, &Recorder::stopped, context, &QObject::deleteLater);
+    giveUpAfter(FinishTimeout, context, [this] {
+        if (m_diskHangs)
+            emit m_mainWindow->errorMessage(
+                tr("The recording cannot be finished, because nothing more can be written. Check "
+                   "that the disk is connected, and leave the program open: what is missing is "
+                   "written when the disk answers again. Closing the window gives it up."));
+    });
 }
 
 void Application::show()

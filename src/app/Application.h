@@ -51,6 +51,7 @@ private:
     void stopWhenDiskIsFull();
 
     void start(bool liveStream, bool connectToExistingLiveStream, const QString& presentationId);
+    void tellWhenDiskHangs();
     void onRecorderStopped();
     void finishRecording();
     void waitForRecorder(std::chrono::seconds timeout);
